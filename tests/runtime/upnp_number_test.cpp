@@ -1,0 +1,115 @@
+// upnp_number_test.cpp - numbers to and from text, at their limits.
+
+#include "runtime/upnp_number.h"
+
+#include "support/edge_text.h"
+
+#include <gtest/gtest.h>
+#include <string.h>
+#include <string>
+
+TEST(HexDigits, OfEitherCaseAndNothingElse)
+{
+    const char *digits = "0123456789abcdefABCDEF";
+    for (int c = -128; c < 256; ++c) {
+        const char *at = c ? strchr(digits, c) : nullptr;
+        long        place = at ? at - digits : 0;
+        EXPECT_EQ(hexchar_to_i(c), place < 16 ? place : place - 6) << c;
+    }
+}
+
+TEST(HexNumbers, StopAtTheLimitOrAtAnotherByte)
+{
+    static const struct {
+        const char *text;
+        uint32_t    max_digits;
+        uint64_t    expected;
+    } cases[] = {
+        { "1aF", 8, 0x1AF },
+        { "1aF", 2, 0x1A },
+        { "1aF", 0, 0 },
+        { "12;x=3", 8, 0x12 },
+        { "", 8, 0 },
+        { " 1", 8, 0 },
+        { "\xB1", 8, 0 },
+        { "123456789abcdef01", 17, 0x23456789ABCDEF01 },
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(upnp_hexStringToNumber(EdgeText(c.text).data, c.max_digits),
+                  c.expected)
+            << c.text;
+    EXPECT_EQ(upnp_hexStringToLong("fffffffe1"), 0xFFFFFFFEu);
+    EXPECT_EQ(upnp_hexToi("ffffffff"), -1);
+    EXPECT_EQ(upnp_hexToi("7fffffff"), INT32_MAX);
+
+    char out[9];
+    EXPECT_EQ(upnp_longToHexString(0xAB, out), 8);
+    EXPECT_STREQ(out, "000000ab");
+    EXPECT_EQ(upnp_longToHexString(0, nullptr), 0);
+}
+
+TEST(DecimalNumbers, AreReadWithoutSignAndWrap)
+{
+    static const struct {
+        const char *text;
+        uint32_t    narrow, count;
+        uint64_t    wide;
+    } cases[] = {
+        { "123abc", 123, 3, 123 },
+        { "4294967297", 1, 10, 4294967297 },
+        { "18446744073709551617", 1, 20, 1 },
+        { "007", 7, 3, 7 },
+        { "-1", 0, 0, 0 },
+        { " 1", 0, 0, 0 },
+        { "", 0, 0, 0 },
+        { nullptr, 0, 0, 0 },
+    };
+    for (const auto &c : cases) {
+        EdgeText    edge(c.text ? c.text : "");
+        const char *text = c.text ? edge.data : nullptr;
+        uint32_t    count = 99;
+        EXPECT_EQ(upnp_atoui2(text, &count), c.narrow) << c.text;
+        EXPECT_EQ(count, c.count) << c.text;
+        EXPECT_EQ(upnp_atoui(text), c.narrow) << c.text;
+        EXPECT_EQ(upnp_atoui64(text, nullptr), c.wide) << c.text;
+        EXPECT_EQ(upnp_string_to_longlong(text, &count), c.wide) << c.text;
+        EXPECT_EQ(count, c.count) << c.text;
+    }
+}
+
+TEST(SignedNumbers, TakeAPlusAndThenAMinus)
+{
+    static const struct {
+        const char *text;
+        int64_t     expected;
+    } cases[] = {
+        { "-12", -12 }, { "+12", 12 }, { "+-12", -12 },
+        { "-+12", 0 }, { "++1", 0 }, { "--1", 0 },
+        { " 12", 0 }, { "-", 0 }, { "+", 0 },
+        { "", 0 }, { "12-34", 12 }, { "-9223372036854775808", INT64_MIN },
+        { "9223372036854775808", INT64_MIN }, { "18446744073709551615", -1 },
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(upnp_ascii_to_long_long(EdgeText(c.text).data), c.expected)
+            << c.text;
+    EXPECT_EQ(upnp_ascii_to_long_long(nullptr), 0);
+}
+
+TEST(NumberTexts, AreCutToTheBufferAndTellTheirLength)
+{
+    char out[24];
+
+    EXPECT_EQ(upnp_uint64_to_string(UINT64_MAX, out, sizeof out), 20);
+    EXPECT_STREQ(out, "18446744073709551615");
+    EXPECT_EQ(upnp_longlong_to_string(INT64_MIN, out, sizeof out), 20);
+    EXPECT_STREQ(out, "-9223372036854775808");
+
+    memset(out, 'x', sizeof out);
+    EXPECT_EQ(upnp_uint64_to_string(12345, out, 4), 5);
+    EXPECT_EQ(std::string(out, 5), std::string("123\0x", 5));
+    memset(out, 'x', sizeof out);
+    EXPECT_EQ(upnp_longlong_to_string(-1, out, 5), 2);
+    EXPECT_EQ(std::string(out, 6), std::string("-1\0x\0x", 6));
+    EXPECT_EQ(upnp_uint64_to_string(1, out, 0), 0);
+    EXPECT_EQ(upnp_longlong_to_string(1, nullptr, 8), 0);
+}
