@@ -1,0 +1,147 @@
+// media_folder.cpp - the folder that is served, and nothing outside it.
+//
+// A path is resolved first, links and all, and what comes out must lie in the
+// folder. It is then opened name by name without following any link, so that a
+// link that is put in place in between leads nowhere.
+
+#include "qm-serve/media_folder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <string_view>
+#include <tuple>
+#include <unistd.h>
+
+using CText = std::unique_ptr<char, decltype(&free)>;
+
+// Opens a path that holds neither links nor dots, from the folder down.
+static int open_resolved(int folder_fd, std::string_view rest)
+{
+    int fd = openat(folder_fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+
+    while (fd != -1 && !rest.empty()) {
+        size_t      slash = rest.find('/');
+        bool        is_last = slash == std::string_view::npos;
+        std::string name(rest.substr(0, slash));
+        // Without O_NONBLOCK a pipe would wait here for its writer.
+        int flags = is_last ? O_RDONLY | O_NONBLOCK : O_PATH | O_DIRECTORY;
+        int next = openat(fd, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
+
+        close(fd);
+        fd = next;
+        rest.remove_prefix(is_last ? rest.size() : slash + 1);
+    }
+    return fd;
+}
+
+static bool is_listed(mode_t mode)
+{
+    return S_ISREG(mode) || S_ISDIR(mode);
+}
+
+// Whether an entry is a file or a folder; a link counts as what it leads to
+// inside the folder.
+static bool ask_entry(const serve::MediaFolder &folder, int fd,
+                      const std::string &relative, const char *name,
+                      struct stat &status)
+{
+    int target;
+
+    if (fstatat(fd, name, &status, AT_SYMLINK_NOFOLLOW) == -1)
+        return false;
+    if (!S_ISLNK(status.st_mode))
+        return is_listed(status.st_mode);
+
+    target = serve::open_inside(folder, relative + "/" + name, status);
+    if (target == -1)
+        return false;
+    close(target);
+    return true;
+}
+
+bool serve::open_folder(MediaFolder &folder, const char *path)
+{
+    CText real(realpath(path, nullptr), free);
+
+    if (!real)
+        return false;
+    // For "/" an empty text remains, to which "/name" is added all the same.
+    folder.path = strcmp(real.get(), "/") == 0 ? "" : real.get();
+    folder.fd = open(real.get(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return folder.fd != -1;
+}
+
+void serve::close_folder(MediaFolder &folder)
+{
+    close(folder.fd);
+    folder.fd = -1;
+}
+
+int serve::open_inside(const MediaFolder &folder, const std::string &relative,
+                       struct stat &status)
+{
+    CText real(realpath((folder.path + "/" + relative).c_str(), nullptr), free);
+    std::string_view rest;
+    int              fd;
+
+    if (!real)
+        return -1;
+
+    // "/folder" holds "/folder" and "/folder/a", but not "/folder2".
+    rest = real.get();
+    if (!rest.starts_with(folder.path)) {
+        errno = ENOENT;
+        return -1;
+    }
+    rest.remove_prefix(folder.path.size());
+    if (!rest.empty() && rest.front() != '/') {
+        errno = ENOENT;
+        return -1;
+    }
+    rest.remove_prefix(rest.empty() ? 0 : 1);
+
+    fd = open_resolved(folder.fd, rest);
+    if (fd == -1)
+        return -1;
+    if (fstat(fd, &status) == 0 && is_listed(status.st_mode))
+        return fd;
+    close(fd);
+    errno = ENOENT;
+    return -1;
+}
+
+std::vector<serve::MediaEntry> serve::list_folder(const MediaFolder &folder,
+                                                  int                fd,
+                                                  const std::string &relative)
+{
+    std::vector<MediaEntry> entries;
+    DIR                    *dir = fdopendir(fd);
+
+    if (!dir) {
+        close(fd);
+        return entries;
+    }
+    while (const dirent *row = readdir(dir)) {
+        std::string_view name = row->d_name;
+        struct stat      status;
+
+        if (name == "." || name == "..")
+            continue;
+        if (ask_entry(folder, fd, relative, row->d_name, status))
+            entries.push_back(
+                { row->d_name, S_ISDIR(status.st_mode), status.st_size });
+    }
+    closedir(dir);
+
+    std::sort(entries.begin(), entries.end(),
+              [](const MediaEntry &a, const MediaEntry &b) {
+                  return std::tie(b.is_folder, a.name) <
+                         std::tie(a.is_folder, b.name);
+              });
+    return entries;
+}

@@ -1,0 +1,43 @@
+// media_folder.h - the folder that is served, and nothing outside it.
+//
+// Paths are relative to the folder: "" is the folder itself, "a/b.mp3" a file
+// in it. A path that ends outside the folder, by ".." or by a symbolic link,
+// is refused as if nothing stood there.
+#ifndef QM_SERVE_MEDIA_FOLDER_H
+#define QM_SERVE_MEDIA_FOLDER_H
+
+#include <cstdint>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace serve {
+
+struct MediaFolder {
+    std::string path;     // without symbolic links and without a "/" at its end
+    int         fd = -1;  // owned
+};
+
+struct MediaEntry {
+    std::string name;
+    bool        is_folder;
+    int64_t     size;  // bytes of a file
+};
+
+// Finds the folder. False, with errno, if there is none.
+bool open_folder(MediaFolder &folder, const char *path);
+void close_folder(MediaFolder &folder);
+
+// Opens a regular file or a folder for reading and asks for its status.
+// Returns a descriptor that the caller closes, or -1 with errno.
+int open_inside(const MediaFolder &folder, const std::string &relative,
+                struct stat &status);
+
+// The files and folders in the folder at relative, folders first, by name.
+// Takes over the descriptor fd that open_inside gave.
+std::vector<MediaEntry> list_folder(const MediaFolder &folder, int fd,
+                                    const std::string &relative);
+
+}
+
+#endif

@@ -1,0 +1,13 @@
+// media_type.h - MIME types by file name.
+#ifndef QM_SERVE_MEDIA_TYPE_H
+#define QM_SERVE_MEDIA_TYPE_H
+
+namespace serve {
+
+// The MIME type that belongs to a name's ending, in any case;
+// "application/octet-stream" for an unknown one. Never freed.
+const char *media_type(const char *name);
+
+}
+
+#endif
