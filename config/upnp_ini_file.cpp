@@ -104,17 +104,18 @@ static const char *string_locked(uint32_t key)
     return row ? ini::text_of(*row) : nullptr;
 }
 
-// Asks one row under the lock. A key without a row gives missing, and a table
-// that does not exist gives 0.
-template <typename Question>
-static auto ask(uint32_t key, decltype(Question()(IniProperty())) missing,
-                Question question)
+// Asks one row under the lock. A key without a row gives missing; a table that
+// does not exist gives 0 or null.
+template <typename Answer>
+static Answer ask(uint32_t key, Answer missing,
+                  Answer (*question)(const IniProperty &))
 {
-    decltype(missing) answer = {};
+    const IniProperty *row;
+    Answer             answer;
 
     if (!ini::lock())
-        return answer;
-    const IniProperty *row = ini::row_locked(key);
+        return Answer();
+    row = ini::row_locked(key);
     answer = row ? question(*row) : missing;
     ini::unlock();
     return answer;
@@ -157,7 +158,7 @@ bool ini::append_row_locked(const IniProperty &row)
 {
     int16_t count = row_count;
     auto   *grown = static_cast<IniProperty *>(upnp_calloc_impl(
-        static_cast<uint32_t>(count) + 1, sizeof(IniProperty)));
+          static_cast<uint32_t>(count) + 1, sizeof(IniProperty)));
 
     if (!grown)
         return false;
@@ -188,6 +189,11 @@ const char *ini::text_of(const IniProperty &row)
     return row.value ? row.value : row.defaultValue;
 }
 
+int32_t ini::number_of(const char *text)
+{
+    return text ? static_cast<int32_t>(strtol(text, nullptr, 10)) : 0;
+}
+
 char *ini::copy_path()
 {
     char *copy;
@@ -204,6 +210,15 @@ void ini::drop_text(char **text)
     if (*text)
         upnp_free_impl(*text);
     *text = nullptr;
+}
+
+void upnp_ini_file_init(void)
+{
+    if (init_count++ > 0)
+        return;
+    section_exists = true;
+    ini::create_library_rows();
+    restart_pending = 0;
 }
 
 void upnp_ini_file_release(void)
@@ -273,19 +288,19 @@ int32_t upnp_ini_file_getPropertyKey(const char *name)
 
 const char *upnp_ini_file_getPropParamName(uint32_t key)
 {
-    return ask(key, nullptr, [](const IniProperty &row) -> const char * {
-        return row.paramName;
-    });
+    return ask<const char *>(
+        key, nullptr,
+        [](const IniProperty &row) -> const char * { return row.paramName; });
 }
 
 const char *upnp_ini_file_getString(uint32_t key)
 {
-    return ask(key, nullptr, ini::text_of);
+    return ask<const char *>(key, nullptr, ini::text_of);
 }
 
 int32_t upnp_ini_file_getBoolean(uint32_t key)
 {
-    return ask(key, 0, [](const IniProperty &row) -> int32_t {
+    return ask<int32_t>(key, 0, [](const IniProperty &row) -> int32_t {
         const char *text = ini::text_of(row);
         return text && *text && *text != '0';
     });
@@ -294,4 +309,92 @@ int32_t upnp_ini_file_getBoolean(uint32_t key)
 int32_t upnp_ini_file_isSet(uint32_t key)
 {
     return upnp_ini_file_getBoolean(key);
+}
+
+int32_t upnp_ini_file_getInt(uint32_t key)
+{
+    return ask<int32_t>(key, 0, [](const IniProperty &row) {
+        return ini::number_of(ini::text_of(row));
+    });
+}
+
+int32_t upnp_ini_file_isModified(uint32_t key)
+{
+    return ask<int32_t>(key, 0, [](const IniProperty &row) -> int32_t {
+        return row.value != nullptr;
+    });
+}
+
+int32_t upnp_ini_file_propertyIsDisabled(uint32_t key)
+{
+    return ask<int32_t>(key, 1,
+                        [](const IniProperty &row) { return row.disabled; });
+}
+
+int32_t upnp_ini_file_propertyIsHidden(uint32_t key)
+{
+    return ask<int32_t>(key, 1,
+                        [](const IniProperty &row) { return row.hidden; });
+}
+
+const char *upnp_ini_file_get_ini_path(void)
+{
+    char       *directory = nullptr;
+    const char *path;
+
+    if (!ini::lock())
+        return nullptr;
+    path = ini_path;
+    if (!path)
+        directory = upnp_strdup_impl(string_locked(INI_INIPATH));
+    ini::unlock();
+    if (path)
+        return path;
+
+    // Made without the lock, since a directory that cannot be made is logged.
+    if (directory)
+        upnp_file_create_path(directory);
+    ini::drop_text(&directory);
+
+    if (!ini::lock())
+        return nullptr;
+    if (!ini_path)
+        ini_path = upnp_file_build_path(string_locked(INI_INIPATH),
+                                        string_locked(INI_ININAME));
+    path = ini_path;
+    ini::unlock();
+    return path;
+}
+
+int32_t upnp_ini_file_restartPending(void)
+{
+    return restart_pending;
+}
+
+void upnp_ini_file_reset_restartPending(void)
+{
+    restart_pending = 0;
+}
+
+const char *upnp_ini_file_get_EXE_Name(void)
+{
+    const char *name;
+
+    if (!ini::lock())
+        return nullptr;
+    name = ini::startup.exe_name;
+    ini::unlock();
+    return name;
+}
+
+// The name is taken before init as well: it is the caller's no more.
+void upnp_set_EXE_Name(char *name)
+{
+    bool locked = ini::lock();
+
+    if (ini::startup.exe_name != name)
+        ini::drop_text(&ini::startup.exe_name);
+    ini::startup.exe_name = name;
+    if (locked)
+        ini::unlock();
 }

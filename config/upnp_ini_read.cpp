@@ -1,36 +1,71 @@
-// upnp_ini_read.cpp - takes properties from the INI file.
-
-#include "config/upnp_ini_file.h"
+// upnp_ini_read.cpp - takes values from the INI file.
 
 #include "config/upnp_ini_table.h"
-
 #include "files/upnp_file.h"
 #include "runtime/upnp_charset.h"
 #include "runtime/upnp_log.h"
 #include "runtime/upnp_mem.h"
 
+#include <atomic>
 #include <string.h>
 
-static constexpr char read_name[] = "upnp_ini_file_read_properties";
+// A mark, and a character that may lack its second byte, ends here.
+static constexpr uint32_t ZEROS_BEHIND = 3;
 
-// Two end a text of UTF-16, and one more where its last unit is cut in half.
-static constexpr uint32_t END_BYTES = 3;
+static constexpr char     utf16_mark[] = { '\xFF', '\xFE' };
+static constexpr uint32_t MARK_BYTES = sizeof(utf16_mark);
 
-// A file of less than two bytes holds nothing.
-static constexpr int64_t FEWEST_BYTES = 2;
+// Once a file was UTF-16, all later ones are taken as such and written so.
+static std::atomic<bool> seen_utf16;
 
-// The file's bytes with zeros behind them; null when there is nothing to read.
-static char *load(const char *path)
+static void apply(const char *name, const char *value)
+{
+    ini::set_by_name(name, value, false, false);
+    upnp_log_impl(UPNP_LOG_INFO, LOG_SYSTEM, "upnp_ini_file_read_properties",
+                  "%s = %s", name, value);
+}
+
+// Blanks belong to name and value. Any control byte ends a line, and what the
+// end of the text cuts off does not count. A line "=text" has its text both as
+// name and as value.
+static void apply_lines(char *text)
+{
+    char *name = nullptr;
+    char *value = nullptr;
+
+    for (char *at = text; *at; ++at) {
+        if (static_cast<unsigned char>(*at) < ' ') {
+            *at = '\0';
+            if (name && value && *name != '#')
+                apply(name, value);
+            name = nullptr;
+            value = nullptr;
+        } else if (*at == '=') {
+            if (!value) {
+                *at = '\0';
+                value = at + 1;
+            }
+        } else if (!name) {
+            name = at;
+        }
+    }
+}
+
+// The whole file with zeros behind it, or null for a file that is missing,
+// too short or too long. A failed read leaves zeros.
+static char *read_whole(const char *path)
 {
     UpnpFileStat stat;
     UpnpFile    *file;
     char        *bytes;
+    uint32_t     size;
 
-    if (upnp_file_stat(path, &stat) != 0 || stat.size < FEWEST_BYTES ||
-        stat.size > UINT32_MAX - END_BYTES)
+    if (upnp_file_stat(path, &stat) == -1 || stat.size < MARK_BYTES ||
+        stat.size > UINT32_MAX - ZEROS_BEHIND)
         return nullptr;
-    bytes = static_cast<char *>(upnp_calloc_impl(
-        1, static_cast<uint32_t>(stat.size) + END_BYTES));
+
+    size = static_cast<uint32_t>(stat.size);
+    bytes = static_cast<char *>(upnp_calloc_impl(1, size + ZEROS_BEHIND));
     if (!bytes)
         return nullptr;
     file = upnp_file_open_read(path);
@@ -38,66 +73,36 @@ static char *load(const char *path)
         upnp_free_impl(bytes);
         return nullptr;
     }
-    upnp_log_impl(UPNP_LOG_INFO, LOG_SYSTEM, read_name,
+    upnp_log_impl(UPNP_LOG_INFO, LOG_SYSTEM, "upnp_ini_file_read_properties",
                   "reading ini settings from %s", path);
-    upnp_file_read(file, bytes, static_cast<uint32_t>(stat.size));
+    upnp_file_read(file, bytes, size);
     upnp_file_close(file);
     return bytes;
 }
 
-// A file without a mark counts as UTF-16 too once one with it was read, and
-// loses its first two bytes.
-static char *to_utf8(char *bytes)
+bool ini::is_utf16()
 {
-    char *text;
-
-    if (memcmp(bytes, "\xFF\xFE", 2) == 0)
-        ini::is_utf16 = true;
-    if (!ini::is_utf16)
-        return bytes;
-    text = upnp_string_utf16_to_utf8(bytes + 2);
-    upnp_free_impl(bytes);
-    return text;
-}
-
-static void take_property(const char *name, const char *value)
-{
-    if (!name || !value || *name == '#')
-        return;
-    ini::set_by_name(name, value, false, false);
-    upnp_log_impl(UPNP_LOG_INFO, LOG_SYSTEM, read_name, "%s = %s", name, value);
-}
-
-// A line counts by its end, so that the last one is lost without it. A line
-// that begins with "=" has the text behind it as its name and its value.
-static void take_lines(char *text)
-{
-    char *name = nullptr;
-    char *value = nullptr;
-
-    for (; *text; ++text) {
-        if (static_cast<unsigned char>(*text) < ' ') {
-            *text = '\0';
-            take_property(name, value);
-            name = value = nullptr;
-        } else if (*text == '=' && !value) {
-            *text = '\0';
-            value = text + 1;
-        } else if (!name) {
-            name = text;
-        }
-    }
+    return seen_utf16;
 }
 
 void upnp_ini_file_read_properties(void)
 {
-    const char *path = upnp_ini_file_get_ini_path();
-    char       *text = path ? load(path) : nullptr;
+    char *path = ini::copy_path();
+    char *bytes = path ? read_whole(path) : nullptr;
+    char *converted = nullptr;
 
-    if (text)
-        text = to_utf8(text);
-    if (!text)
-        return;
-    take_lines(text);
-    upnp_free_impl(text);
+    if (!bytes)
+        goto out;
+
+    if (memcmp(bytes, utf16_mark, MARK_BYTES) == 0)
+        seen_utf16 = true;
+    if (seen_utf16)
+        converted = upnp_string_utf16_to_utf8(bytes + MARK_BYTES);
+    if (char *text = seen_utf16 ? converted : bytes)
+        apply_lines(text);
+
+out:
+    ini::drop_text(&converted);
+    ini::drop_text(&bytes);
+    ini::drop_text(&path);
 }

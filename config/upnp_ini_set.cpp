@@ -1,152 +1,176 @@
-// upnp_ini_set.cpp - changes to properties.
-
-#include "config/upnp_ini_file.h"
+// upnp_ini_set.cpp - changes of properties, and the hooks of coded ones.
+//
+// The command line forces what it sets; the file does not, so that it neither
+// takes a hidden property nor replaces a value that is there already.
 
 #include "config/upnp_ini_table.h"
-
 #include "runtime/upnp_log.h"
 #include "runtime/upnp_mem.h"
 
-#include <stdlib.h>
 #include <string.h>
 
-static bool is_equal(const char *a, const char *b)
+IniPredicate cb_is_restricted;
+IniPredicate cb_is_encrypted;
+
+static bool is_refused(const IniProperty &row, bool force_hidden,
+                       bool force_replace)
 {
-    return a && b && strcmp(a, b) == 0;
+    return row.disabled || (row.hidden && !force_hidden) ||
+           (row.value && !force_replace);
 }
 
-static bool is_empty(const char *text)
+static bool is_default(const IniProperty &row, const char *value)
 {
-    return !text || !*text;
+    return row.defaultValue && strcmp(value, row.defaultValue) == 0;
 }
 
-// Whether a value would leave the property as it is.
+// A null for a row that has a default changes something even without a value.
 static bool changes_nothing(const IniProperty &row, const char *value,
                             bool force_replace)
 {
     if (!value)
         return !row.value && !row.defaultValue;
-    if (is_equal(value, row.value))
-        return true;
     if (row.value)
-        return false;
-    // Given by force, a value is stored even if it equals the default.
-    return row.defaultValue
-               ? !force_replace && is_equal(value, row.defaultValue)
-               : is_empty(value);
+        return strcmp(value, row.value) == 0;
+    if (!row.defaultValue)
+        return !*value;
+    return !force_replace && is_default(row, value);
 }
 
-static uint32_t number_of(const char *value)
+static void act_on_change_locked(uint32_t key, const char *value)
 {
-    return value ? static_cast<uint32_t>(strtol(value, nullptr, 10)) : 0;
-}
+    auto number = static_cast<uint32_t>(ini::number_of(value));
 
-static void tell_others(uint32_t key, const char *value)
-{
     switch (key) {
-    case INI_VLEVEL: upnp_log_set_level(number_of(value)); break;
-    case INI_V: upnp_log_set_sources(number_of(value)); break;
+    case INI_VLEVEL: upnp_log_set_level(number); break;
+    case INI_V: upnp_log_set_sources(number); break;
     case INI_ININAME:
     case INI_INIPATH: ini::drop_path_locked(); break;
-    default: break;
     }
 }
 
-// Without force, what says no more than the default is not stored.
-static bool is_stored(const IniProperty &row, const char *value,
-                      bool force_replace)
+static void set_row_locked(IniProperty *row, const char *value,
+                           bool force_hidden, bool force_replace)
 {
-    return value && (force_replace ||
-                     (*value && !is_equal(value, row.defaultValue)));
-}
+    char *stored = nullptr;
 
-// Sets a value that is not coded any more.
-static void set_plain(IniProperty &row, const char *value, bool force_hidden,
-                      bool force_replace)
-{
-    char *old = row.value;
-
-    if (row.disabled || (row.hidden && !force_hidden))
-        return;
-    // A value from the command line survives the reading of the file.
-    if (row.value && !force_replace)
-        return;
-    if (changes_nothing(row, value, force_replace))
+    if (is_refused(*row, force_hidden, force_replace) ||
+        changes_nothing(*row, value, force_replace))
         return;
 
-    tell_others(row.key, value);
+    // Copied before anything is freed: value may lie in the old value or in
+    // the cached path. Without memory the row stays as it is.
+    if (value && (force_replace || (*value && !is_default(*row, value)))) {
+        stored = upnp_strdup_impl(value);
+        if (!stored)
+            return;
+    }
+
+    act_on_change_locked(row->key, value);
     ini::drop_list_locked(row);
-    if (row.needsRestart)
-        ini::restart_pending = 1;
-    // The old value goes last: the new one may be a part of it.
-    row.value = is_stored(row, value, force_replace) ? upnp_strdup_impl(value)
-                                                     : nullptr;
-    if (old)
-        upnp_free_impl(old);
+    ini::drop_text(&row->value);
+    if (row->needsRestart)
+        ini::set_restart_pending();
+    row->value = stored;
 }
 
-void ini::set_locked(IniProperty *row, const char *value, bool force_hidden,
-                     bool force_replace)
+static void set_plain(uint32_t key, const char *value, bool force_hidden,
+                      bool force_replace)
 {
-    char *decoded;
-
-    if (!row)
+    if (!ini::lock())
         return;
-    if (!value || !cb_is_restricted || !cb_is_restricted(row->key)) {
-        set_plain(*row, value, force_hidden, force_replace);
+    if (IniProperty *row = ini::row_locked(key))
+        set_row_locked(row, value, force_hidden, force_replace);
+    ini::unlock();
+}
+
+// The hooks run without the lock, so that they may ask the table.
+static void set_by_key(uint32_t key, const char *value, bool force_hidden,
+                       bool force_replace)
+{
+    char *decoded = nullptr;
+
+    if (!value || !upnp_ini_file_isValidKey(key) || !ini::is_restricted(key)) {
+        set_plain(key, value, force_hidden, force_replace);
         return;
     }
-    // Coded, and nothing can be done with what cannot be decoded.
-    decoded = hooks.decode_value ? hooks.decode_value(value) : nullptr;
-    if (!decoded)
+
+    if (ini::hooks.decode_value)
+        decoded = ini::hooks.decode_value(value);
+    if (decoded)
+        set_plain(key, decoded, force_hidden, force_replace);
+    ini::drop_text(&decoded);
+}
+
+static void set_flag(uint32_t key, int32_t IniProperty::*member, int32_t flag)
+{
+    if (!ini::lock())
         return;
-    set_plain(*row, decoded, force_hidden, force_replace);
-    upnp_free_impl(decoded);
+    if (IniProperty *row = ini::row_locked(key))
+        row->*member = flag != 0;
+    ini::unlock();
+}
+
+bool ini::is_restricted(uint32_t key)
+{
+    return cb_is_restricted && cb_is_restricted(key);
 }
 
 void ini::set_by_name(const char *name, const char *value, bool force_hidden,
                       bool force_replace)
 {
-    if (!lock())
-        return;
-    set_locked(find_by_name(name), value, force_hidden, force_replace);
-    unlock();
+    int32_t key = upnp_ini_file_getPropertyKey(name);
+
+    if (key != -1)
+        set_by_key(static_cast<uint32_t>(key), value, force_hidden,
+                   force_replace);
 }
 
 void upnp_ini_file_setPropertyByKey(uint32_t key, const char *value)
 {
-    if (!ini::lock())
-        return;
-    ini::set_locked(ini::find(key), value, true, true);
-    ini::unlock();
+    set_by_key(key, value, true, true);
 }
 
 void upnp_ini_file_disableProperty(uint32_t key, int32_t flag)
 {
-    if (!ini::lock())
-        return;
-    if (IniProperty *row = ini::find(key))
-        row->disabled = flag != 0;
-    ini::unlock();
+    set_flag(key, &IniProperty::disabled, flag);
 }
 
 void upnp_ini_file_hideProperty(uint32_t key, int32_t flag)
 {
-    if (!ini::lock())
-        return;
-    if (IniProperty *row = ini::find(key))
-        row->hidden = flag != 0;
-    ini::unlock();
+    set_flag(key, &IniProperty::hidden, flag);
 }
 
-void upnp_ini_set_obfuscation(IniPredicate  isRestricted,
-                              IniNameHook   nameFromKey,
-                              IniKeyHook    keyFromName,
+void upnp_ini_file_add_default_file(const char *name)
+{
+    ini::OldName *old = nullptr;
+    char         *copy = nullptr;
+
+    if (!name || !ini::lock())
+        return;
+
+    copy = upnp_strdup_impl(name);
+    old = static_cast<ini::OldName *>(upnp_malloc_impl(sizeof(*old)));
+    if (copy && old) {
+        *old = { copy, ini::startup.old_names };
+        ini::startup.old_names = old;
+        copy = nullptr;
+        old = nullptr;
+    }
+    ini::unlock();
+
+    ini::drop_text(&copy);
+    if (old)
+        upnp_free_impl(old);
+}
+
+void upnp_ini_set_obfuscation(IniPredicate isRestricted,
+                              IniNameHook nameFromKey, IniKeyHook keyFromName,
                               IniCodingHook decodeValue,
                               IniCodingHook encodeValue,
                               IniPredicate  isEncrypted)
 {
     cb_is_restricted = isRestricted;
-    ini::hooks = { nameFromKey, keyFromName, decodeValue, encodeValue };
     cb_is_encrypted = isEncrypted;
+    ini::hooks = { nameFromKey, keyFromName, decodeValue, encodeValue };
 }

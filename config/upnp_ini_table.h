@@ -55,6 +55,9 @@ IniProperty *row_locked(uint32_t key);
 // Adds a row, whose texts then belong to the table. False when out of memory.
 bool append_row_locked(const IniProperty &row);
 
+// Creates the library's own rows, and logs each that fails.
+void create_library_rows();
+
 // Forgets the path of the INI file, which is then put together anew.
 void drop_path_locked();
 
@@ -66,6 +69,9 @@ void set_restart_pending();
 
 // The value, else the default, else null. Borrowed from the row.
 const char *text_of(const IniProperty &row);
+
+// A decimal number, cut to its low 32 bits; 0 for null and for no number.
+int32_t number_of(const char *text);
 
 // Whether the product keeps this property in coded form.
 bool is_restricted(uint32_t key);

@@ -1,15 +1,12 @@
-// upnp_ini_write.cpp - writes the visible properties into the INI file.
-
-#include "config/upnp_ini_file.h"
+// upnp_ini_write.cpp - gives the table out as text: to the INI file, and whole.
 
 #include "config/upnp_ini_table.h"
-
 #include "files/upnp_file.h"
 #include "runtime/upnp_charset.h"
 #include "runtime/upnp_log.h"
 #include "runtime/upnp_mem.h"
 
-#include <string.h>
+#include <initializer_list>
 
 static constexpr char header_format[] =
     "#! QuorelMedia ini file / charset UTF-%d\n"
@@ -18,92 +15,127 @@ static constexpr char header_format[] =
     "\n"
     "[main]\n";
 
-static void put_utf16(UpnpFile *file, const char *text)
+static const char *or_empty(const char *text)
 {
-    uint16_t *units = upnp_string_utf8_to_utf16(text);
-
-    if (!units)
-        return;
-    upnp_file_write(file, units, upnp_wcslen(units) * 2);
-    upnp_free_impl(units);
+    return text ? text : "";
 }
 
-// Writes a text and frees it. Null, when memory was out, writes nothing.
-static void put(UpnpFile *file, UpnpString *text)
+// Writes a text in the encoding of the file and frees it. A null one, for
+// which memory was missing, writes nothing.
+static void write_and_free(UpnpFile *file, UpnpString *text, bool utf16)
 {
-    if (text && ini::is_utf16)
-        put_utf16(file, text->buffer);
-    else if (text)
+    if (text && !utf16) {
         upnp_file_write(file, text->buffer, text->length);
+    } else if (text) {
+        uint16_t *units = upnp_string_utf8_to_utf16(text->buffer);
+        if (units) {
+            upnp_file_write(file, units, upnp_wcslen(units) * 2);
+            upnp_free_impl(units);
+        }
+    }
     upnp_string_free(text);
 }
 
-static bool is_restricted(const IniProperty &row)
+static void write_property(UpnpFile *file, const char *name, const char *value,
+                           bool utf16)
 {
-    return cb_is_restricted && cb_is_restricted(row.key);
+    write_and_free(file,
+                   upnp_string_sprintf(nullptr, "%s=%s%s%s", name,
+                                       or_empty(value), "\n", "\n"),
+                   utf16);
 }
 
-static void put_pair(UpnpFile *file, const char *name, const char *value)
+// A coded row bears the product's name and its coded value, and no comment.
+static void write_row_locked(UpnpFile *file, const IniProperty &row, bool utf16)
 {
-    put(file, upnp_string_sprintf(nullptr, "%s=%s\n\n", name ? name : "",
-                                  value ? value : ""));
+    const ini::Hooks &hooks = ini::hooks;
+    bool              restricted = ini::is_restricted(row.key);
+    const char       *name = nullptr;
+    char             *coded = nullptr;
+
+    if (row.hidden || row.disabled)
+        return;
+
+    if (!restricted && row.comment && *row.comment)
+        write_and_free(
+            file, upnp_string_sprintf(nullptr, "# %s%s", row.comment, "\n"),
+            utf16);
+
+    if (!restricted || !hooks.name_from_key || !hooks.encode_value) {
+        write_property(file, row.paramName, ini::text_of(row), utf16);
+        return;
+    }
+
+    name = hooks.name_from_key(row.key);
+    coded = hooks.encode_value(row.value);
+    write_property(file, name ? name : row.paramName, coded, utf16);
+    ini::drop_text(&coded);
 }
 
-static void put_coded(UpnpFile *file, const IniProperty &row)
+// Unlike all other calls this one asks for a position, not for a key.
+static bool is_left_out(int16_t position)
 {
-    char *encoded = ini::hooks.encode_value(row.value);
-
-    put_pair(file, ini::hooks.name_from_key(row.key), encoded);
-    if (encoded)
-        upnp_free_impl(encoded);
+    return ini::hooks.name_from_key && ini::hooks.encode_value &&
+           ini::is_restricted(static_cast<uint32_t>(position));
 }
 
-static void put_row(UpnpFile *file, const IniProperty &row)
+UpnpString *upnp_ini_file_get_all_properties(void)
 {
-    bool restricted = is_restricted(row);
+    UpnpString *text = nullptr;
 
-    if (row.comment && *row.comment && !restricted)
-        put(file, upnp_string_sprintf(nullptr, "# %s\n", row.comment));
-    if (restricted && ini::hooks.name_from_key && ini::hooks.encode_value)
-        put_coded(file, row);
-    else
-        put_pair(file, row.paramName, ini::text_of(row));
-}
+    if (!ini::lock())
+        return nullptr;
 
-// The old file is gone by now, whether the new one can be written or not.
-static UpnpFile *create_file(const char *path)
-{
-    UpnpFile *file;
-
-    upnp_file_unlink(path);
-    file = upnp_file_open_write(path);
-    if (!file)
-        upnp_log_impl(UPNP_LOG_ERROR, LOG_SYSTEM,
-                      "upnp_ini_file_write_properties",
-                      "ini file \"%s\" not writable! ***", path);
-    return file;
+    if (ini::row_count_locked() > 0)
+        text = upnp_string_create(nullptr, 1024);
+    for (int16_t i = 0; text && i < ini::row_count_locked(); ++i) {
+        const IniProperty &row = ini::rows_locked()[i];
+        if (is_left_out(i))
+            continue;
+        for (const char *part : { static_cast<const char *>(row.paramName), "=",
+                                  ini::text_of(row), "\r\n" }) {
+            if (text)
+                text = upnp_string_concat(text, part);
+        }
+    }
+    ini::unlock();
+    return text;
 }
 
 void upnp_ini_file_write_properties(void)
 {
-    const char *path = upnp_ini_file_get_ini_path();
-    UpnpFile   *file;
+    char     *path = nullptr;
+    UpnpFile *file = nullptr;
+    bool      utf16 = ini::is_utf16();
 
-    if (!path || upnp_ini_file_getBoolean(INI_READ_ONLY))
+    if (upnp_ini_file_getBoolean(INI_READ_ONLY))
         return;
-    file = create_file(path);
-    if (!file)
+    path = ini::copy_path();
+    if (!path)
         return;
-    if (ini::is_utf16)
-        upnp_file_write(file, "\xFF\xFE", 2);
-    put(file, upnp_string_sprintf(nullptr, header_format,
-                                  ini::is_utf16 ? 16 : 8));
-    if (ini::lock()) {
-        for (const IniProperty &row : ini::rows()) {
-            if (row.paramName && !row.hidden && !row.disabled)
-                put_row(file, row);
-        }
-        ini::unlock();
+
+    upnp_file_unlink(path);
+    file = upnp_file_open_write(path);
+    if (!file) {
+        upnp_log_impl(UPNP_LOG_ERROR, LOG_SYSTEM,
+                      "upnp_ini_file_write_properties",
+                      "ini file \"%s\" not writable! ***", path);
+        goto out;
     }
+
+    if (utf16)
+        upnp_file_write(file, "\xFF\xFE", 2);
+    write_and_free(file,
+                   upnp_string_sprintf(nullptr, header_format, utf16 ? 16 : 8),
+                   utf16);
+
+    if (!ini::lock())
+        goto out;
+    for (int16_t i = 0; i < ini::row_count_locked(); ++i)
+        write_row_locked(file, ini::rows_locked()[i], utf16);
+    ini::unlock();
+
+out:
     upnp_file_close(file);
+    ini::drop_text(&path);
 }

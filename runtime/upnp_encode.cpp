@@ -31,8 +31,9 @@ static constexpr auto base64_values = [] {
     std::array<uint8_t, 256> values;
 
     values.fill(NO_VALUE);
-    for (uint8_t i = 0; i < base64_alphabet.size(); ++i)
-        values[static_cast<uint8_t>(base64_alphabet[i])] = i;
+    for (size_t i = 0; i < base64_alphabet.size(); ++i)
+        values[static_cast<uint8_t>(base64_alphabet[i])] =
+            static_cast<uint8_t>(i);
     return values;
 }();
 

@@ -10,13 +10,13 @@ static constexpr uint32_t LONG_DIGITS = 8;
 
 // The value of each byte as a hexadecimal digit, -1 for all others.
 static constexpr auto hex_values = [] {
-    std::array<int8_t, 256> values;
+    std::array<int, 256> values;
 
     values.fill(-1);
     for (int i = 0; i < 10; ++i)
-        values['0' + i] = static_cast<int8_t>(i);
+        values['0' + i] = i;
     for (int i = 0; i < 6; ++i)
-        values['A' + i] = values['a' + i] = static_cast<int8_t>(10 + i);
+        values['A' + i] = values['a' + i] = 10 + i;
     return values;
 }();
 
