@@ -7,11 +7,14 @@ if(QM_SANITIZE)
     add_link_options(-fsanitize=${QM_SANITIZE})
 endif()
 
+# Texts are cut at the size of their buffers on purpose, so that gcc's warning
+# of it says nothing here.
 function(qm_warnings target)
     target_compile_features(${target} PRIVATE cxx_std_20 c_std_11)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Werror -Wformat=2 -Wshadow -Wundef -Wvla
+        -Wno-format-truncation
         $<$<COMPILE_LANGUAGE:CXX>:-Wmissing-declarations>)
 endfunction()
 

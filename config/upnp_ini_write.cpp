@@ -39,27 +39,26 @@ static void write_and_free(UpnpFile *file, UpnpString *text, bool utf16)
 static void write_property(UpnpFile *file, const char *name, const char *value,
                            bool utf16)
 {
-    write_and_free(file,
-                   upnp_string_sprintf(nullptr, "%s=%s%s%s", name,
-                                       or_empty(value), "\n", "\n"),
-                   utf16);
+    write_and_free(
+        file, upnp_string_sprintf(nullptr, "%s=%s\n\n", name, or_empty(value)),
+        utf16);
 }
 
 // A coded row bears the product's name and its coded value, and no comment.
 static void write_row_locked(UpnpFile *file, const IniProperty &row, bool utf16)
 {
     const ini::Hooks &hooks = ini::hooks;
-    bool              restricted = ini::is_restricted(row.key);
     const char       *name = nullptr;
     char             *coded = nullptr;
+    bool              restricted;
 
     if (row.hidden || row.disabled)
         return;
 
+    restricted = ini::is_restricted(row.key);
     if (!restricted && row.comment && *row.comment)
         write_and_free(
-            file, upnp_string_sprintf(nullptr, "# %s%s", row.comment, "\n"),
-            utf16);
+            file, upnp_string_sprintf(nullptr, "# %s\n", row.comment), utf16);
 
     if (!restricted || !hooks.name_from_key || !hooks.encode_value) {
         write_property(file, row.paramName, ini::text_of(row), utf16);

@@ -1,15 +1,16 @@
 #!/bin/sh
-# install_test.sh CMAKE BUILD CONSUMER WORK - an installed library is found and
-# used from an empty project, through the CMake package and pkg-config, from C
-# and from C++.
+# install_test.sh CMAKE GENERATOR BUILD CONSUMER WORK - an installed library is
+# found and used from an empty project, through the CMake package and
+# pkg-config, from C and from C++.
 set -eu
-cmake=$1 build=$2 consumer=$3 work=$4
+cmake=$1 generator=$2 build=$3 consumer=$4 work=$5
 prefix=$work/prefix
 
 rm -rf "$work"
 "$cmake" --install "$build" --prefix "$prefix" >/dev/null
 
-"$cmake" -S "$consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+"$cmake" -G "$generator" -S "$consumer" -B "$work/build" \
+    -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 "$cmake" --build "$work/build" >/dev/null
 "$work"/build/consumer-c
 "$work"/build/consumer-cpp

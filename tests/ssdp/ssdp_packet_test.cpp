@@ -1,0 +1,208 @@
+// ssdp_packet_test.cpp - packets to the byte, the sets of each role, the queue.
+
+#include "config/upnp_ini_file.h"
+#include "runtime/upnp_mem.h"
+#include "runtime/upnp_shared.h"
+#include "runtime/upnp_udn.h"
+#include "server/upnp_server.h"
+#include "ssdp/ssdp_packet.h"
+#include "ssdp/ssdp_queue.h"
+#include "ssdp/ssdp_recorder.h"
+#include "ssdp/upnp_ssdp.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+
+using Rows = std::vector<std::string>;
+
+static constexpr char group[] = "239.255.255.250";
+
+TEST(Packet, StandsToTheByte)
+{
+    SSDP_notify_packet(group, 1900, 3, "10.0.0.5", 9000, "upnp:rootdevice",
+                       "uuid:1", "/a.xml");
+    SSDP_notify_packet(group, 1900, 3, "10.0.0.5", 9000, nullptr, "uuid:1",
+                       "/a.xml");
+    SSDP_byebye_packet("10.0.0.9", 4000, 3, "urn:x:1", "uuid:1");
+    SSDP_http_packet("10.0.0.9", 4000, 3, "10.0.0.5", 9000, "urn:x:1",
+                     "uuid:1", "/a.xml");
+
+    std::vector<SentPacket> packets = take_sent();
+    ASSERT_EQ(packets.size(), 4u);
+    EXPECT_EQ(packets[0].text,
+              "NOTIFY * HTTP/1.1\r\n"
+              "HOST: 239.255.255.250:1900\r\n"
+              "CACHE-CONTROL: max-age=1810\r\n"
+              "LOCATION: http://10.0.0.5:9000/a.xml\r\n"
+              "NT: upnp:rootdevice\r\n"
+              "NTS: ssdp:alive\r\n"
+              "SERVER: Linux/2.x.x, UPnP/1.0, qrConnect UPnP SDK/1.0, "
+              "QuorelMedia UPnP SDK/1.1\r\n"
+              "USN: uuid:1::upnp:rootdevice\r\n"
+              "\r\n");
+    EXPECT_EQ(packets[0].ip, group);
+    EXPECT_EQ(packets[0].port, 1900);
+    EXPECT_EQ(line_of(packets[1], "NT"), "uuid:1");
+    EXPECT_EQ(line_of(packets[1], "USN"), "uuid:1");
+    EXPECT_EQ(packets[2].text, "NOTIFY * HTTP/1.1\r\n"
+                               "HOST: 239.255.255.250:1900\r\n"
+                               "NT: urn:x:1\r\n"
+                               "NTS: ssdp:byebye\r\n"
+                               "USN: uuid:1::urn:x:1\r\n"
+                               "\r\n");
+    EXPECT_EQ(packets[2].ip, "10.0.0.9");
+
+    std::string date = line_of(packets[3], "DATE");
+    EXPECT_EQ(packets[3].text,
+              "HTTP/1.1 200 OK\r\n"
+              "CACHE-CONTROL: max-age=1810\r\n"
+              "DATE: " + date + "\r\n"
+              "EXT:\r\n"
+              "LOCATION: http://10.0.0.5:9000/a.xml\r\n"
+              "SERVER: Linux/2.x.x, UPnP/1.0, qrConnect UPnP SDK/1.0, "
+              "QuorelMedia UPnP SDK/1.1\r\n"
+              "ST: urn:x:1\r\n"
+              "USN: uuid:1::urn:x:1\r\n"
+              "Content-Length: 0\r\n"
+              "\r\n");
+    EXPECT_EQ(date.size(), strlen("Sun, 22 Nov 2026 20:00:00 GMT"));
+}
+
+TEST(Packet, IsCutAt511Bytes)
+{
+    std::string type(600, 't');
+
+    SSDP_byebye_packet(group, 1900, 3, type.c_str(), "uuid:1");
+    std::vector<SentPacket> packets = take_sent();
+    EXPECT_EQ(packets[0].text.size(), 511u);
+    EXPECT_TRUE(packets[0].text.ends_with("ttt"));
+}
+
+// A server and a renderer in one process, on in all tests that follow.
+TEST(Roles, AnswerATargetExactly)
+{
+    upnp_ini_file_init();
+    upnp_ssdp_isMediaServer();
+    upnp_ssdp_isRenderer();
+    std::string udn = upnp_get_server_udn();
+    std::string service = "urn:schemas-upnp-org:service:ConnectionManager:1";
+
+    const struct {
+        const char *why;
+        std::string target;
+        Rows        expected;
+    } cases[] = {
+        { "one packet of each role", "upnp:rootdevice",
+          { "answer upnp:rootdevice", "answer upnp:rootdevice" } },
+        { "the bare UDN", udn, { "answer " + udn } },
+        { "one service of both", service,
+          { "answer " + service, "answer " + service } },
+        { "another case", "UPNP:ROOTDEVICE", {} },
+        { "unknown", "urn:x:1", {} },
+        { "empty", "", {} },
+    };
+    for (const auto &c : cases) {
+        SSDP_send_notify(3, "10.0.0.5", 9000, "10.0.0.9", 4000,
+                         c.target.c_str(), 0);
+        EXPECT_EQ(summary(take_sent()), c.expected) << c.why;
+    }
+    SSDP_send_notify(3, "10.0.0.5", 9000, group, 1900, nullptr, 1);
+    EXPECT_TRUE(take_sent().empty());
+    upnp_ini_file_release();
+}
+
+TEST(Roles, AnnounceAndTakeBackDifferentSets)
+{
+    std::string server = upnp_get_server_udn();
+    std::string renderer = upnp_get_renderer_udn();
+
+    SSDP_send_notify(3, "10.0.0.5", 9000, group, 1900, "ssdp:all", 1);
+    EXPECT_EQ(
+        summary(take_sent()),
+        (Rows{ "alive " + server, "alive upnp:rootdevice",
+               "alive urn:schemas-upnp-org:device:MediaServer:1",
+               "alive urn:schemas-upnp-org:service:ContentDirectory:1",
+               "alive urn:schemas-upnp-org:service:ConnectionManager:1",
+               "alive urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1",
+               "alive " + renderer, "alive upnp:rootdevice",
+               "alive urn:schemas-upnp-org:device:MediaRenderer:1",
+               "alive urn:schemas-upnp-org:service:ConnectionManager:1",
+               "alive urn:schemas-upnp-org:service:AVTransport:1",
+               "alive urn:schemas-upnp-org:service:RenderingControl:1" }));
+
+    SSDP_send_byebye(3, group, 1900);
+    EXPECT_EQ(
+        summary(take_sent()),
+        (Rows{ "byebye " + server, "byebye upnp:rootdevice",
+               "byebye urn:schemas-upnp-org:device:MediaServer:1",
+               "byebye urn:schemas-upnp-org:service:ContentDirectory:1",
+               "byebye urn:schemas-upnp-org:service:ConnectionManager:1",
+               "byebye " + renderer, "byebye upnp:rootdevice",
+               "byebye urn:schemas-upnp-org:device:MediaRenderer:1",
+               "byebye urn:schemas-upnp-org:service:RenderingControl:1",
+               "byebye urn:schemas-upnp-org:service:ConnectionManager:1",
+               "byebye urn:schemas-upnp-org:service:AVTransport:1" }));
+
+    std::string mtp = upnp_get_mtp_udn();
+    SSDP_MediaTransferProtocol(3, "10.0.0.5", 9000, group, 1900, "ssdp:all", 1);
+    EXPECT_EQ(summary(take_sent()),
+              (Rows{ "alive " + mtp, "alive upnp:rootdevice",
+                     "alive urn:microsoft-com:device:mtp:1",
+                     "alive urn:microsoft-com:service:MtpNullService:1" }));
+}
+
+static SsdpQueuedNotify *new_record(HttpServerEntry *server, int32_t delay)
+{
+    auto *record = static_cast<SsdpQueuedNotify *>(
+        upnp_calloc_impl(1, sizeof(SsdpQueuedNotify)));
+
+    record->delay = delay;
+    strcpy(record->searchTarget, "urn:schemas-upnp-org:device:MediaServer:1");
+    strcpy(record->destIp, "10.0.0.9");
+    record->destPort = 4000;
+    record->server = server;
+    return record;
+}
+
+TEST(Queue, SendsWhatIsStillValidThreeTimesAndKeepsTheRest)
+{
+    HttpServerEntry server = {};
+    Rows            three(
+        3, "answer urn:schemas-upnp-org:device:MediaServer:1");
+
+    strcpy(server.ip, "10.0.0.5");
+    server.httpPort = 9000;
+    shared::store(g_server_running, 1);
+    SSDP_init();
+
+    SSDP_queue_notify_packet(nullptr);
+    SSDP_queue_notify_packet(new_record(&server, 3));
+    SSDP_queue_notify_packet(new_record(&server, -1));
+    SsdpQueuedNotify *brim = new_record(&server, 3);
+    memset(brim->searchTarget, 'x', sizeof(brim->searchTarget));
+    memset(brim->destIp, '1', sizeof(brim->destIp));
+    SSDP_queue_notify_packet(brim);
+    SSDP_process_queued_notify_packets();
+    EXPECT_EQ(summary(take_sent()), three);
+
+    // An overdue answer is never sent, and stays until the queue is cleared.
+    int64_t used = upnp_mem_used();
+    SSDP_process_queued_notify_packets();
+    EXPECT_TRUE(take_sent().empty());
+    EXPECT_EQ(upnp_mem_used(), used);
+    SSDP_queue_clear();
+    EXPECT_LT(upnp_mem_used(), used);
+
+    // A stopped interface answers nothing, and a stopped server keeps all.
+    shared::copy_text_in(server.ip, "", sizeof(server.ip));
+    SSDP_queue_notify_packet(new_record(&server, 3));
+    shared::store(g_server_running, 0);
+    SSDP_process_queued_notify_packets();
+    shared::store(g_server_running, 1);
+    SSDP_process_queued_notify_packets();
+    EXPECT_TRUE(take_sent().empty());
+
+    SSDP_queue_notify_packet(new_record(&server, 3));
+    SSDP_exit();
+    shared::store(g_server_running, 0);
+}
