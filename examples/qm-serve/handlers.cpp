@@ -1,110 +1,146 @@
 // handlers.cpp - what is served under which URL.
 //
 // "/" and "/media/" are the list of the folder, "/media/a/" that of a folder
-// in it, "/media/a/b.mp3" a file.
+// in it, "/media/a/b.mp3" a file. DLNA fields may stand behind "/media/".
+// "/upload/" takes files in, if uploads were asked for.
 
 #include "qm-serve/handlers.h"
 
 #include "http/http.h"
+#include "http/http_body.h"
+#include "qm-serve/byte_range.h"
+#include "qm-serve/dlna_fields.h"
+#include "qm-serve/file_cache.h"
 #include "qm-serve/media_folder.h"
 #include "qm-serve/media_type.h"
 #include "qm-serve/pages.h"
 #include "qm-serve/stream.h"
+#include "qm-serve/upload.h"
 #include "qm-serve/url_text.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
-static constexpr char media_url[] = "/media/";
+static constexpr std::string_view media_url = "/media/";
+
+static constexpr uint32_t ALL_METHODS =
+    HTTP_METHOD_GET | HTTP_METHOD_HEAD | HTTP_METHOD_POST |
+    HTTP_METHOD_SUBSCRIBE | HTTP_METHOD_UNSUBSCRIBE | HTTP_METHOD_NOTIFY;
 
 // Filled before the server starts, then only read.
 static serve::MediaFolder media;
+static const char        *methods = "GET, HEAD, OPTIONS";
 
-// OPTIONS and every method that the library does not know come here as well.
-// Their bodies are not read, so the connection ends.
-static bool is_get_or_head(const HttpRequest *request)
+// --- Files and folders ------------------------------------------------------
+
+// The head builder looks for DLNA fields in the whole URL. What it may find is
+// what the server's links carry, and nothing that is part of a name.
+static void leave_fields_only(HttpRequest *request, std::string_view fields)
 {
-    return strncmp(request->header, "GET ", 4) == 0 ||
-           strncmp(request->header, "HEAD ", 5) == 0;
+    snprintf(request->url, sizeof(request->url), "%s%.*s", media_url.data(),
+             static_cast<int>(fields.size()), fields.data());
 }
 
-static int32_t refuse_method(HttpRequest *request)
+static int32_t answer_file(HttpRequest *request, int fd,
+                           const struct stat &status,
+                           const std::string &relative)
 {
-    request->close_connection = 1;
-    return serve::send_status(request, 405, "Allow: GET, HEAD\r\n");
+    const char *type = serve::media_type(relative.c_str());
+
+    serve::set_modified(request, status);
+    if (serve::asks_for_time(request))
+        request->duration_ms = serve::media_facts(fd, status, type).duration_ms;
+    return serve::send_file(request, fd, status, type);
 }
 
-// Links in a folder's page work with a "/" at the end of its URL only.
-static int32_t redirect_to_folder(HttpRequest       *request,
-                                  const std::string &relative)
+// Folders have a "/" at the end of their paths, whether asked for so or not.
+static int32_t answer_folder(HttpRequest *request, int fd, std::string relative)
 {
-    std::string location =
-        "Location: " + (media_url + serve::percent_coded(relative)) + "/\r\n";
-
-    return serve::send_status(request, 301, location.c_str());
-}
-
-static int32_t send_failure(HttpRequest *request, int error)
-{
-    switch (error) {
-    case EACCES: return serve::send_status(request, 403, nullptr);
-    case EMFILE:
-    case ENFILE:
-    case ENOMEM: return serve::send_status(request, 500, nullptr);
-    default: return serve::send_status(request, 404, nullptr);
-    }
-}
-
-static int32_t answer_path(HttpRequest *request, const std::string &relative)
-{
-    struct stat status;
-    int         fd = serve::open_inside(media, relative, status);
-    int32_t     result;
-
-    if (fd == -1)
-        return send_failure(request, errno);
-
-    if (S_ISREG(status.st_mode)) {
-        result = serve::send_file(request, fd, status,
-                                  serve::media_type(relative.c_str()));
-        close(fd);
-        return result;
-    }
-
-    if (!relative.empty() && relative.back() != '/') {
-        close(fd);
-        return redirect_to_folder(request, relative);
-    }
+    if (!relative.empty() && relative.back() != '/')
+        relative += '/';
     return serve::send_page(
         request,
         serve::folder_page(relative, serve::list_folder(media, fd, relative)));
 }
 
-static int32_t handle_media(HttpRequest *request)
+static int32_t send_failure(HttpRequest *request, int error)
 {
-    std::string path = serve::request_path(request->header);
+    bool is_shortage = error == EMFILE || error == ENFILE || error == ENOMEM;
 
-    if (!is_get_or_head(request))
-        return refuse_method(request);
-    if (!path.starts_with(media_url))
-        return serve::send_status(request, 404, nullptr);
-    return answer_path(request, path.substr(strlen(media_url)));
+    return serve::send_error(request, is_shortage ? 500 : 404);
 }
 
-static int32_t handle_root(HttpRequest *request)
+static int32_t answer_path(HttpRequest *request, const std::string &relative)
 {
-    std::string path = serve::request_path(request->header);
+    struct stat status;
+    int         fd = serve::recall_file(request, media, relative, status);
 
-    if (!is_get_or_head(request))
-        return refuse_method(request);
-    if (path == "/")
+    if (fd != -1)
+        return answer_file(request, fd, status, relative);
+
+    fd = serve::open_inside(media, relative, status);
+    if (fd == -1)
+        return send_failure(request, errno);
+    if (S_ISDIR(status.st_mode))
+        return answer_folder(request, fd, relative);
+    if (!serve::keep_file(request, relative, fd, status))
+        return serve::send_error(request, 500);
+    return answer_file(request, fd, status, relative);
+}
+
+// --- Requests ---------------------------------------------------------------
+
+static bool is_options(const HttpRequest *request)
+{
+    return strncmp(request->header, "OPTIONS ", 8) == 0;
+}
+
+// Whether a body follows the head. No handler but the upload reads one.
+static bool has_body(const HttpRequest *request)
+{
+    return HTTP_parse_header_size(request->header) > 0 ||
+           (request->method != HTTP_METHOD_GET &&
+            HTTP_parse_header_chunked(request->header));
+}
+
+static bool reads_only(const HttpRequest *request)
+{
+    return request->method == HTTP_METHOD_GET ||
+           request->method == HTTP_METHOD_HEAD;
+}
+
+// Path is the decoded path of a GET, a HEAD or an OPTIONS.
+static int32_t answer(HttpRequest *request, std::string_view path)
+{
+    size_t fields;
+
+    if (is_options(request))
+        return serve::send_options(request, methods);
+    if (path == "/" || path == "/media")
         return answer_path(request, "");
-    if (path == "/media")
-        return serve::send_status(request, 301, "Location: /media/\r\n");
-    return serve::send_status(request, 404, nullptr);
+    if (!path.starts_with(media_url))
+        return serve::send_error(request, 404);
+
+    path.remove_prefix(media_url.size());
+    fields = serve::dlna_fields_length(path);
+    leave_fields_only(request, path.substr(0, fields));
+    return answer_path(request, std::string(path.substr(fields)));
 }
+
+// What is not there cannot be written, either.
+static int32_t handle_request(HttpRequest *request)
+{
+    serve::clear_modified(request);
+    if (!reads_only(request) || has_body(request))
+        return serve::refuse(request, reads_only(request) ? 400 : 404);
+    return answer(request, serve::request_path(request->header));
+}
+
+// --- Registration -----------------------------------------------------------
 
 bool serve::register_folder(const char *path)
 {
@@ -113,15 +149,25 @@ bool serve::register_folder(const char *path)
 
     // Without this the library would look for an empty URL instead of "/".
     upnp_http_set_default_url("/");
-    upnp_http_register_handler(handle_media, HTTP_METHOD_GET | HTTP_METHOD_HEAD,
-                               media_url, 0, 1);
-    upnp_http_register_handler(handle_root, HTTP_METHOD_GET | HTTP_METHOD_HEAD,
-                               "/", 0, 1);
+    upnp_http_register_handler(handle_request, ALL_METHODS, media_url.data(), 0,
+                               1);
+    upnp_http_register_handler(handle_request, ALL_METHODS, "/", 0, 1);
     return true;
 }
 
-void serve::unregister_folder()
+bool serve::register_upload(const char *path, int32_t limit_mb)
+{
+    if (!open_upload_folder(path, limit_mb))
+        return false;
+    methods = "GET, HEAD, OPTIONS, POST";
+    upnp_http_register_handler(handle_upload, HTTP_METHOD_POST, "/upload/", 0,
+                               1);
+    return true;
+}
+
+void serve::unregister_all()
 {
     http_unregister_all_handlers();
+    close_upload_folder();
     close_folder(media);
 }

@@ -2,14 +2,20 @@
 #ifndef QM_SERVE_HANDLERS_H
 #define QM_SERVE_HANDLERS_H
 
+#include <cstdint>
+
 namespace serve {
 
 // Registers the pages and the files of a folder with the library. False, with
 // errno, if there is no such folder.
 bool register_folder(const char *path);
 
-// Takes the registration back. No connection may be open any more.
-void unregister_folder();
+// Registers uploads into a folder, of files of up to limit_mb MiB each; see
+// upload.h. Without this there is no way to write.
+bool register_upload(const char *path, int32_t limit_mb);
+
+// Takes the registrations back. No connection may be open any more.
+void unregister_all();
 
 }
 

@@ -1,11 +1,10 @@
-// listeners.cpp - one listener on each address of the machine.
+// listeners.cpp - the library's servers, brought up and down again.
 
 #include "qm-serve/listeners.h"
 
-#include "config/upnp_ini_file.h"
 #include "http/http.h"
-#include "netif/upnp_netif.h"
 #include "runtime/upnp_mem.h"
+#include "runtime/upnp_socket.h"
 #include "runtime/upnp_thread.h"
 #include "server/upnp_server.h"
 
@@ -13,26 +12,25 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <vector>
 
-// A connection that asks for nothing for so long is closed.
+// A connection that asks for nothing, or takes nothing, for so long is closed.
 static constexpr int32_t IDLE_MS = 60'000;
 
 // Each connection has a thread, so their number is bounded by this.
 static constexpr rlim_t MAX_DESCRIPTORS = 4096;
 
-static constexpr int32_t ACCEPT_PRIORITY = 6;
-
 static constexpr int32_t STOP_STEP_MS = 10;
 static constexpr int32_t STOP_STEPS = 500;
 
-static HttpServerEntry servers[UPNP_MAX_INTERFACES];
-static rlim_t          descriptors;
-static int64_t         used_before;  // memory account without connections
+static uint32_t             state = UPNP_SERVER_STOPPED;
+static std::vector<int32_t> ports;  // those that connections arrive at
+static rlim_t               descriptors;
+static int64_t              used_before;  // memory account without servers
 
 static void limit_descriptors()
 {
@@ -45,42 +43,14 @@ static void limit_descriptors()
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-static void find_addresses()
+// Linux hands these settings on to the accepted connections.
+static void set_options(int32_t socket)
 {
-    upnp_get_interfaces(&g_nInterfaceCount, g_IPaddress, UPNP_MAX_INTERFACES,
-                        upnp_ini_file_getString(INI_IP));
-    if (g_nInterfaceCount > 0)
-        return;
-    snprintf(g_IPaddress[0], UPNP_IP_SIZE, "127.0.0.1");
-    g_nInterfaceCount = 1;
-}
+    int on = 1;
 
-static void start_listener(HttpServerEntry &server, const char *ip)
-{
-    uint32_t port = static_cast<uint32_t>(upnp_ini_file_getInt(INI_HTTPPORT));
-    int      on = 1;
-
-    memcpy(server.ip, ip, UPNP_IP_SIZE);
-    HTTP_create_server_socket(&server.httpSocket, &port, ip);
-    server.httpPort = static_cast<int32_t>(port);
-
-    // Linux hands both settings on to the accepted connections.
-    setSockOptReceiveTimeout(server.httpSocket, IDLE_MS);
-    setsockopt(server.httpSocket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-
-    if (!upnp_start_thread(HTTP_accept, &server, ACCEPT_PRIORITY)) {
-        fprintf(stderr, "qm-serve: no thread for %s\n", server.ip);
-        return;
-    }
-    printf("http://%s:%d/\n", server.ip, server.httpPort);
-}
-
-static bool is_own_port(in_port_t port)
-{
-    return std::any_of(servers, servers + g_nInterfaceCount,
-                       [port](const HttpServerEntry &server) {
-                           return server.httpPort == ntohs(port);
-                       });
+    setSockOptReceiveTimeout(socket, IDLE_MS);
+    setSockOptSendTimeout(socket, IDLE_MS);
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
 }
 
 static bool is_connection(int fd)
@@ -92,7 +62,8 @@ static bool is_connection(int fd)
 
     return getsockname(fd, reinterpret_cast<sockaddr *>(&local), &local_size) ==
                0 &&
-           local.sin_family == AF_INET && is_own_port(local.sin_port) &&
+           local.sin_family == AF_INET &&
+           std::count(ports.begin(), ports.end(), ntohs(local.sin_port)) > 0 &&
            getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &peer_size) ==
                0;
 }
@@ -107,26 +78,28 @@ static void wake_connections()
     }
 }
 
-void serve::start_listeners()
+bool serve::start_listeners()
 {
     limit_descriptors();
-    find_addresses();
     used_before = upnp_mem_used();
     std::atomic_ref(g_server_running).store(1);
-    for (int32_t i = 0; i < g_nInterfaceCount; ++i)
-        start_listener(servers[i], g_IPaddress[i]);
+    upnp_server_start(&state);
+
+    for (uint32_t i = 0; HttpServerEntry *server = getHTTPServerData(i); ++i) {
+        if (server->ip[0] == '\0' || server->httpSocket == -1)
+            continue;
+        set_options(server->httpSocket);
+        ports.push_back(server->httpPort);
+        printf("http://%s:%d/\n", server->ip, server->httpPort);
+    }
     fflush(stdout);
+    return !ports.empty();
 }
 
 void serve::stop_listeners()
 {
     std::atomic_ref(g_server_running).store(0);
-    for (int32_t i = 0; i < g_nInterfaceCount; ++i) {
-        int32_t socket = std::atomic_ref(servers[i].httpSocket).exchange(-1);
-
-        std::atomic_ref(servers[i].generation).fetch_add(1);
-        upnp_close_socket(&socket);
-    }
+    upnp_server_stop(&state);
     // Again and again: a connection may just be on its way to its thread.
     for (int32_t step = 0; step < STOP_STEPS; ++step) {
         wake_connections();

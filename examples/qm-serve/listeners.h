@@ -1,15 +1,15 @@
-// listeners.h - one listener on each address of the machine.
+// listeners.h - the library's servers, brought up and down again.
 #ifndef QM_SERVE_LISTENERS_H
 #define QM_SERVE_LISTENERS_H
 
 namespace serve {
 
-// Opens the listeners that the properties "ip" and "httpport" ask for, starts
-// their threads and prints their URLs. A failure ends the process through the
-// library's critical log message.
-void start_listeners();
+// Starts a server on each address that the properties "ip" and "httpport" ask
+// for and prints their URLs, one a line. False if there is none at all; no
+// free port ends the process through the library's critical log message.
+bool start_listeners();
 
-// Closes them, wakes the threads of all connections and waits, for a bounded
+// Stops them, wakes the threads of all connections and waits, for a bounded
 // time, until these have gone.
 void stop_listeners();
 

@@ -6,6 +6,8 @@
 
 #include "qm-serve/media_folder.h"
 
+#include "qm-serve/media_type.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -44,24 +46,28 @@ static bool is_listed(mode_t mode)
     return S_ISREG(mode) || S_ISDIR(mode);
 }
 
-// Whether an entry is a file or a folder; a link counts as what it leads to
-// inside the folder.
-static bool ask_entry(const serve::MediaFolder &folder, int fd,
+// Opens a file or a folder in the folder fd; a link counts as what it leads to
+// inside the media folder. Anything else is not touched: opening a device may
+// do things.
+static int open_entry(const serve::MediaFolder &folder, int fd,
                       const std::string &relative, const char *name,
                       struct stat &status)
 {
-    int target;
+    int entry;
 
     if (fstatat(fd, name, &status, AT_SYMLINK_NOFOLLOW) == -1)
-        return false;
-    if (!S_ISLNK(status.st_mode))
-        return is_listed(status.st_mode);
+        return -1;
+    if (S_ISLNK(status.st_mode))
+        return serve::open_inside(folder, relative + "/" + name, status);
+    if (!is_listed(status.st_mode))
+        return -1;
 
-    target = serve::open_inside(folder, relative + "/" + name, status);
-    if (target == -1)
-        return false;
-    close(target);
-    return true;
+    entry = openat(fd, name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (entry != -1 && fstat(entry, &status) == 0 && is_listed(status.st_mode))
+        return entry;
+    if (entry != -1)
+        close(entry);
+    return -1;
 }
 
 bool serve::open_folder(MediaFolder &folder, const char *path)
@@ -78,7 +84,8 @@ bool serve::open_folder(MediaFolder &folder, const char *path)
 
 void serve::close_folder(MediaFolder &folder)
 {
-    close(folder.fd);
+    if (folder.fd != -1)
+        close(folder.fd);
     folder.fd = -1;
 }
 
@@ -127,14 +134,20 @@ std::vector<serve::MediaEntry> serve::list_folder(const MediaFolder &folder,
         return entries;
     }
     while (const dirent *row = readdir(dir)) {
-        std::string_view name = row->d_name;
-        struct stat      status;
+        const char *name = row->d_name;
+        struct stat status;
+        int         entry;
 
-        if (name == "." || name == "..")
+        if (name[0] == '.')
             continue;
-        if (ask_entry(folder, fd, relative, row->d_name, status))
-            entries.push_back(
-                { row->d_name, S_ISDIR(status.st_mode), status.st_size });
+        entry = open_entry(folder, fd, relative, name, status);
+        if (entry == -1)
+            continue;
+        entries.push_back(
+            { name, S_ISDIR(status.st_mode), status.st_size, {} });
+        if (S_ISREG(status.st_mode))
+            entries.back().facts = media_facts(entry, status, media_type(name));
+        close(entry);
     }
     closedir(dir);
 

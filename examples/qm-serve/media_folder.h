@@ -6,6 +6,8 @@
 #ifndef QM_SERVE_MEDIA_FOLDER_H
 #define QM_SERVE_MEDIA_FOLDER_H
 
+#include "qm-serve/media_facts.h"
+
 #include <cstdint>
 #include <string>
 #include <sys/stat.h>
@@ -21,7 +23,8 @@ struct MediaFolder {
 struct MediaEntry {
     std::string name;
     bool        is_folder;
-    int64_t     size;  // bytes of a file
+    int64_t     size;   // bytes of a file
+    MediaFacts  facts;  // of a media file
 };
 
 // Finds the folder. False, with errno, if there is none.
@@ -34,7 +37,8 @@ int open_inside(const MediaFolder &folder, const std::string &relative,
                 struct stat &status);
 
 // The files and folders in the folder at relative, folders first, by name.
-// Takes over the descriptor fd that open_inside gave.
+// Those that cannot be read and those whose names begin with a dot are left
+// out. Takes over the descriptor fd that open_inside gave.
 std::vector<MediaEntry> list_folder(const MediaFolder &folder, int fd,
                                     const std::string &relative);
 

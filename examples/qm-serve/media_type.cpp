@@ -10,6 +10,8 @@ static constexpr struct {
     const char *type;
 } types[] = {
     { ".aac",  "audio/aac" },
+    { ".aif",  "audio/x-aiff" },
+    { ".aiff", "audio/x-aiff" },
     { ".avi",  "video/x-msvideo" },
     { ".flac", "audio/flac" },
     { ".gif",  "image/gif" },
@@ -25,7 +27,9 @@ static constexpr struct {
     { ".mp4",  "video/mp4" },
     { ".mpeg", "video/mpeg" },
     { ".mpg",  "video/mpeg" },
+    { ".oga",  "audio/ogg" },
     { ".ogg",  "audio/ogg" },
+    { ".opus", "audio/ogg" },
     { ".pdf",  "application/pdf" },
     { ".png",  "image/png" },
     { ".srt",  "application/x-subrip" },
@@ -47,4 +51,15 @@ const char *serve::media_type(const char *name)
             return row.type;
     }
     return "application/octet-stream";
+}
+
+bool serve::is_picture(const char *type)
+{
+    return upnp_starts_with(type, "image/");
+}
+
+bool serve::is_media(const char *type)
+{
+    return is_picture(type) || upnp_starts_with(type, "audio/") ||
+           upnp_starts_with(type, "video/");
 }

@@ -8,6 +8,11 @@ namespace serve {
 // "application/octet-stream" for an unknown one. Never freed.
 const char *media_type(const char *name);
 
+// Whether a MIME type is that of a picture, and of anything that is shown or
+// played.
+bool is_picture(const char *type);
+bool is_media(const char *type);
+
 }
 
 #endif

@@ -1,142 +1,189 @@
-// stream.cpp - sends complete responses: a head, and a text or a file behind
-// it.
+// stream.cpp - answers requests: with a text, a file or an error.
 
 #include "qm-serve/stream.h"
 
+#include "http/http_header.h"
+#include "http/http_pages.h"
+#include "qm-serve/byte_range.h"
 #include "runtime/upnp_mem.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstring>
-#include <ctime>
+#include <cerrno>
+#include <poll.h>
+#include <sys/sendfile.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+static constexpr int64_t  SENDFILE_BYTES = 1 << 20;
 static constexpr uint32_t BLOCK_BYTES = 65536;
 
-// clang-format off
-static constexpr struct {
-    int         status;
-    const char *reason;
-} reasons[] = {
-    { 200, "OK" },
-    { 301, "Moved Permanently" },
-    { 403, "Forbidden" },
-    { 404, "Not Found" },
-    { 405, "Method Not Allowed" },
-    { 500, "Internal Server Error" },
+// A peer that takes nothing for so long is given up.
+static constexpr int STALL_MS = 60'000;
+
+// What is read, at most and at a time, of a body that nobody wants.
+static constexpr int32_t  LINGER_MS = 1'000;
+static constexpr uint32_t LINGER_BYTES = 1 << 20;
+
+namespace {
+// The rest of a file's part that is to be sent.
+struct Part {
+    int     fd;
+    off_t   offset;
+    int64_t length;
 };
-// clang-format on
 
-static const char *reason_of(int status)
+enum class Sent { ALL, NOT_POSSIBLE, FAILED };
+}
+
+// --- File data --------------------------------------------------------------
+
+static bool wait_until_writable(int socket)
 {
-    for (const auto &row : reasons) {
-        if (row.status == status)
-            return row.reason;
+    pollfd waiting = { socket, POLLOUT, 0 };
+    int    count;
+
+    do
+        count = poll(&waiting, 1, STALL_MS);
+    while (count == -1 && errno == EINTR);
+    return count == 1;
+}
+
+// Sends without copying. A file that has shrunk meanwhile cannot be made good:
+// the length is announced already. Some file systems cannot be sent from.
+static Sent send_by_kernel(int socket, Part &part)
+{
+    while (part.length > 0) {
+        auto step = static_cast<size_t>(std::min(part.length, SENDFILE_BYTES));
+        ssize_t count = sendfile(socket, part.fd, &part.offset, step);
+
+        if (count > 0)
+            part.length -= count;
+        else if (count == 0)
+            return Sent::FAILED;
+        else if (errno == EINVAL || errno == ENOSYS)
+            return Sent::NOT_POSSIBLE;
+        else if (errno == EAGAIN ? !wait_until_writable(socket)
+                                 : errno != EINTR)
+            return Sent::FAILED;
     }
-    return "";
+    return Sent::ALL;
 }
 
-// "Sun, 06 Nov 1994 08:49:37 GMT", as RFC 9110, 5.6.7 wants it.
-static std::string http_date(time_t time)
+static bool send_by_blocks(HttpRequest *request, Part &part)
 {
-    char text[48] = "";
-    tm   parts = {};
-
-    gmtime_r(&time, &parts);
-    strftime(text, sizeof(text), "%a, %d %b %Y %H:%M:%S GMT", &parts);
-    return text;
-}
-
-static std::string response_head(const HttpRequest *request, int status,
-                                 const char *type, int64_t length,
-                                 const std::string &more)
-{
-    const char *connection = request->close_connection ? "close" : "keep-alive";
-
-    // clang-format off
-    return "HTTP/1.1 " + std::to_string(status) + " " +
-               reason_of(status) + "\r\n"
-           "Date: " + http_date(time(nullptr)) + "\r\n"
-           "Server: qm-serve\r\n"
-           "Content-Type: " + type + "\r\n"
-           "Content-Length: " + std::to_string(length) + "\r\n"
-           "Connection: " + connection + "\r\n" +
-           more +
-           "\r\n";
-    // clang-format on
-}
-
-// The method bit does not tell HEAD from OPTIONS, which takes a body.
-static bool wants_body(const HttpRequest *request)
-{
-    return strncmp(request->header, "HEAD ", 5) != 0;
-}
-
-static bool send_all(HttpRequest *request, const void *data, size_t length)
-{
-    return upnp_send_ssl(request, data, static_cast<int64_t>(length)) >= 0;
-}
-
-static int32_t send_text(HttpRequest *request, std::string head,
-                         const std::string &body)
-{
-    if (wants_body(request))
-        head += body;
-    return send_all(request, head.data(), head.size()) ? 0 : 1;
-}
-
-// Sends length bytes of the file, and not one more if it grows meanwhile. One
-// that shrinks cannot be made good: the length is announced already.
-static int32_t send_blocks(HttpRequest *request, int fd, int64_t length)
-{
-    void   *block = upnp_malloc_impl(BLOCK_BYTES);
-    int32_t result = 1;
+    void *block = upnp_malloc_impl(BLOCK_BYTES);
 
     if (!block)
-        return 1;
+        return false;
+    while (part.length > 0) {
+        auto step = static_cast<size_t>(
+            std::min(part.length, static_cast<int64_t>(BLOCK_BYTES)));
+        ssize_t count = pread(part.fd, block, step, part.offset);
 
-    while (length > 0) {
-        size_t  wanted = std::min<uint64_t>(length, BLOCK_BYTES);
-        ssize_t count = read(fd, block, wanted);
-
-        if (count < 1 || !send_all(request, block, count))
-            goto out;
-        length -= count;
+        if (count == -1 && errno == EINTR)
+            continue;
+        if (count < 1 || upnp_send_ssl(request, block, count) < 0)
+            break;
+        part.offset += count;
+        part.length -= count;
     }
-    result = 0;
-
-out:
     upnp_free_impl(block);
-    return result;
+    return part.length <= 0;
 }
+
+// TLS needs the data in memory.
+static bool send_part(HttpRequest *request, Part part)
+{
+    Sent sent = request->tls ? Sent::NOT_POSSIBLE
+                             : send_by_kernel(request->socket, part);
+
+    return sent == Sent::NOT_POSSIBLE ? send_by_blocks(request, part)
+                                      : sent == Sent::ALL;
+}
+
+// Tells the size of a file to a client that asked beyond it (RFC 9110, 14.4).
+static int32_t refuse_range(HttpRequest *request, int32_t status, int64_t size)
+{
+    if (status == 416) {
+        std::string line =
+            "Content-Range: bytes */" + std::to_string(size) + "\r\n";
+        HTTP_add_header(request, line.c_str());
+    }
+    return HTTP_send_error_code(request, status);
+}
+
+// --- Answers ----------------------------------------------------------------
 
 int32_t serve::send_page(HttpRequest *request, const std::string &html)
 {
-    return send_text(request,
-                     response_head(request, 200, "text/html; charset=utf-8",
-                                   static_cast<int64_t>(html.size()), ""),
-                     html);
-}
-
-int32_t serve::send_status(HttpRequest *request, int status, const char *more)
-{
-    std::string body = std::to_string(status) + " " + reason_of(status) + "\n";
-
-    return send_text(request,
-                     response_head(request, status, "text/plain",
-                                   static_cast<int64_t>(body.size()),
-                                   more ? more : ""),
-                     body);
+    request->mime_type = "text/html; charset=utf-8";
+    request->content_length = static_cast<int64_t>(html.size());
+    return HTTP_send(request, html.c_str());
 }
 
 int32_t serve::send_file(HttpRequest *request, int fd,
                          const struct stat &status, const char *type)
 {
-    std::string head =
-        response_head(request, 200, type, status.st_size,
-                      "Last-Modified: " + http_date(status.st_mtime) + "\r\n");
+    int32_t answer = resolve_range(request, status.st_size);
 
-    if (!send_all(request, head.data(), head.size()))
+    if (answer >= 400)
+        return refuse_range(request, answer, status.st_size);
+
+    request->mime_type = type;
+    if (HTTP_send_header(request, answer) != 0)
         return 1;
-    return wants_body(request) ? send_blocks(request, fd, status.st_size) : 0;
+    if (request->method == HTTP_METHOD_HEAD)
+        return 0;
+    // The head may have taken the length back.
+    return send_part(request, { fd, answer == 206 ? request->range_start : 0,
+                                request->content_length })
+               ? 0
+               : 1;
+}
+
+// The page for 404 has a body, which a HEAD must not get.
+int32_t serve::send_error(HttpRequest *request, int32_t status)
+{
+    return status == 404 && request->method == HTTP_METHOD_GET
+               ? HTTP_send_file_not_found(request)
+               : HTTP_send_error_code(request, status);
+}
+
+int32_t serve::send_options(HttpRequest *request, const char *methods)
+{
+    std::string line = std::string("Allow: ") + methods + "\r\n";
+
+    HTTP_add_header(request, line.c_str());
+    request->mime_type = "text/plain";
+    request->content_length = 0;
+    return HTTP_send_header(request, 200);
+}
+
+// Closing a socket that still holds data resets the connection, and the peer
+// may lose the answer with it. So what comes is read, within limits, until the
+// peer has closed.
+static void read_to_close(int32_t socket)
+{
+    auto    *block = static_cast<char *>(upnp_malloc_impl(BLOCK_BYTES));
+    uint32_t bytes = 0;
+    int32_t  count;
+
+    if (!block)
+        return;
+    shutdown(socket, SHUT_WR);
+    setSockOptReceiveTimeout(socket, LINGER_MS);
+    do {
+        count = upnp_recv(socket, block, BLOCK_BYTES, 0);
+        bytes += static_cast<uint32_t>(std::max(count, 0));
+    } while (count > 0 && bytes < LINGER_BYTES);
+    upnp_free_impl(block);
+}
+
+int32_t serve::refuse(HttpRequest *request, int32_t status)
+{
+    request->close_connection = 1;
+    HTTP_send_error_code(request, status);
+    if (!request->tls)
+        read_to_close(request->socket);
+    return 1;
 }

@@ -1,7 +1,7 @@
-// stream.h - sends complete responses: a head, and a text or a file behind it.
+// stream.h - answers requests: with a text, a file or an error.
 //
-// Each call answers one request, a HEAD without the body, and returns what a
-// handler returns: 0, or 1 when the connection cannot go on.
+// Each call sends one complete response, without the body for a HEAD, and
+// returns what a handler returns: 0, or 1 when the connection cannot go on.
 #ifndef QM_SERVE_STREAM_H
 #define QM_SERVE_STREAM_H
 
@@ -12,16 +12,23 @@
 
 namespace serve {
 
-// 200 with an HTML page.
+// 200 with an HTML page, or the part of it that is asked for.
 int32_t send_page(HttpRequest *request, const std::string &html);
 
-// A status of 300 and more, with a line of text. more is null or a header
-// line with its CR LF.
-int32_t send_status(HttpRequest *request, int status, const char *more);
-
-// 200 with a file, which is read in blocks. The descriptor stays open.
+// The file, or the part of it that is asked for, in bytes or in times of
+// duration_ms. The descriptor stays open.
 int32_t send_file(HttpRequest *request, int fd, const struct stat &status,
                   const char *type);
+
+// An error status that the library knows.
+int32_t send_error(HttpRequest *request, int32_t status);
+
+// 200 with the methods that are served.
+int32_t send_options(HttpRequest *request, const char *methods);
+
+// An error status for a request whose body was not read, or not to its end:
+// the connection ends.
+int32_t refuse(HttpRequest *request, int32_t status);
 
 }
 
