@@ -20,10 +20,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-// A head may be longer than the buffer that holds it: it is then cut, and
-// still goes out with its full length. What may come on top of the lines that
-// a handler has added fits in here.
-static constexpr uint64_t HEAD_ROOM = HTTP_HEAD_SIZE + 2048;
+static constexpr uint64_t HEAD_BYTES = HTTP_HEAD_SIZE;
 static constexpr uint64_t LINE_BYTES = 128;
 static constexpr uint64_t CONTENT_TYPE_BYTES = 256;
 static constexpr size_t   OWN_CONTENT_TYPE_BYTES = 128;
@@ -89,7 +86,7 @@ struct Head {
 static bool take_buffers(Head *head)
 {
     head->group = upnp_group_malloc(
-        5, &head->text, HEAD_ROOM, &head->content_length, LINE_BYTES,
+        5, &head->text, HEAD_BYTES, &head->content_length, LINE_BYTES,
         &head->content_type, CONTENT_TYPE_BYTES, &head->last_modified,
         LINE_BYTES, &head->content_language, LINE_BYTES);
     if (!head->group)
@@ -249,17 +246,30 @@ static int32_t compose(const HttpRequest *request, Head *head)
                     request->response_headers, http_product::server);
 }
 
+// A head that does not fit is cut, and still goes out with its full length:
+// zeros stand in for what is missing.
+static int32_t send_zeros(HttpRequest *request, int32_t count)
+{
+    static constexpr char zeros[1024] = {};
+
+    for (; count > 0; count -= static_cast<int32_t>(sizeof zeros)) {
+        int32_t part = std::min(count, static_cast<int32_t>(sizeof zeros));
+        if (upnp_send_ssl(request, zeros, part) == -1)
+            return 1;
+    }
+    return 0;
+}
+
 static int32_t send_head(HttpRequest *request, Head *head)
 {
     int32_t length = compose(request, head);
+    int32_t written = std::min(length, static_cast<int32_t>(HEAD_BYTES));
 
-    if (length >= HTTP_HEAD_SIZE) {
-        memset(head->text + HTTP_HEAD_SIZE, 0, HEAD_ROOM - HTTP_HEAD_SIZE);
-        length = std::min(length, static_cast<int32_t>(HEAD_ROOM));
-    }
     upnp_log_impl(UPNP_LOG_INFO, LOG_HTTP, "HTTP_send_header", "sending %s",
                   head->text);
-    return upnp_send_ssl(request, head->text, length) == -1;
+    if (upnp_send_ssl(request, head->text, written) == -1)
+        return 1;
+    return send_zeros(request, length - written);
 }
 
 int32_t HTTP_send_header(HttpRequest *request, int32_t status)
