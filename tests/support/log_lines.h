@@ -1,0 +1,26 @@
+// log_lines.h - what a call logs.
+#ifndef TESTS_SUPPORT_LOG_LINES_H
+#define TESTS_SUPPORT_LOG_LINES_H
+
+#include "runtime/upnp_log.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+
+// The lines that call logs with all sources on, without the times in front.
+template <typename Call> std::string log_lines(Call call)
+{
+    std::string text, line;
+
+    testing::internal::CaptureStdout();
+    upnp_log_set_sources(~0u);
+    call();
+    upnp_log_set_sources(0);
+    std::istringstream lines(testing::internal::GetCapturedStdout());
+    while (std::getline(lines, line))
+        text += line.substr(sizeof("12:07:09:042 ")) + "\n";
+    return text;
+}
+
+#endif
