@@ -76,6 +76,20 @@ static void subtract(const char *who, uint32_t size)
                 static_cast<long long>(used));
 }
 
+// The block could not grow. It stays the caller's, but leaves the account:
+// callers take the failure for the loss of the block.
+static void *fail_resize(uint32_t old_size)
+{
+    bool locked = mem_initialized;
+
+    if (locked)
+        EnterCriticalSection(&MemCriticalSection);
+    g_memUsed.fetch_sub(old_size);
+    if (locked)
+        LeaveCriticalSection(&MemCriticalSection);
+    return nullptr;
+}
+
 static int64_t shown(const std::atomic<int64_t> &counter)
 {
     int64_t bytes = counter.load(std::memory_order_relaxed);
@@ -119,20 +133,6 @@ void *upnp_calloc_impl(uint32_t count, uint32_t size)
     if (ptr)
         memset(ptr, 0, total);
     return ptr;
-}
-
-// The block could not grow. It stays the caller's, but leaves the account:
-// callers take the failure for the loss of the block.
-static void *fail_resize(uint32_t old_size)
-{
-    bool locked = mem_initialized;
-
-    if (locked)
-        EnterCriticalSection(&MemCriticalSection);
-    g_memUsed.fetch_sub(old_size);
-    if (locked)
-        LeaveCriticalSection(&MemCriticalSection);
-    return nullptr;
 }
 
 void *upnp_realloc_impl(void *ptr, uint32_t size)

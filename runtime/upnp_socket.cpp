@@ -34,6 +34,28 @@ static sockaddr *generic(sockaddr_in *address)
     return reinterpret_cast<sockaddr *>(address);
 }
 
+// Fills ip_out to its end, with zeros behind the text.
+static void put_address(char *ip_out, in_addr address)
+{
+    memset(ip_out, 0, UPNP_IP_SIZE);
+    inet_ntop(AF_INET, &address, ip_out, UPNP_IP_SIZE);
+}
+
+static bool look_up(const char *name, in_addr *address)
+{
+    addrinfo  hints = {};
+    addrinfo *found = nullptr;
+
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    if (!name || getaddrinfo(name, nullptr, &hints, &found) != 0)
+        return false;
+
+    *address = reinterpret_cast<sockaddr_in *>(found->ai_addr)->sin_addr;
+    freeaddrinfo(found);
+    return true;
+}
+
 int32_t upnp_socket_create_tcp(void)
 {
     return socket(AF_INET, SOCK_STREAM, 0);
@@ -113,13 +135,6 @@ int32_t upnp_send(int32_t fd, const void *data, int64_t length)
     }
 }
 
-// Fills ip_out to its end, with zeros behind the text.
-static void put_address(char *ip_out, in_addr address)
-{
-    memset(ip_out, 0, UPNP_IP_SIZE);
-    inet_ntop(AF_INET, &address, ip_out, UPNP_IP_SIZE);
-}
-
 int32_t upnp_recvfrom(int32_t fd, void *buffer, uint32_t length, char *ip_out,
                       int32_t *port_out)
 {
@@ -154,21 +169,6 @@ const char *upnp_inet_ntoa(uint32_t address, char *out, uint32_t size)
 int32_t upnp_gethostname(char *buffer, uint32_t size)
 {
     return gethostname(buffer, size);
-}
-
-static bool look_up(const char *name, in_addr *address)
-{
-    addrinfo  hints = {};
-    addrinfo *found = nullptr;
-
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    if (!name || getaddrinfo(name, nullptr, &hints, &found) != 0)
-        return false;
-
-    *address = reinterpret_cast<sockaddr_in *>(found->ai_addr)->sin_addr;
-    freeaddrinfo(found);
-    return true;
 }
 
 void upnp_gethostbyname(const char *name, char *ip_out)

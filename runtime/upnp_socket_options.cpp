@@ -31,6 +31,13 @@ static int32_t set_timeout(int32_t fd, int name, int32_t ms)
     return set_option(fd, SOL_SOCKET, name, timeout);
 }
 
+static int32_t fail_listen_socket(const char *text)
+{
+    upnp_log_impl(UPNP_LOG_ERROR, LOG_SYSTEM, "upnp_create_listen_socket",
+                  "### %s failed", text);
+    return -1;
+}
+
 int32_t setSockOptReceiveTimeout(int32_t fd, int32_t ms)
 {
     return set_timeout(fd, SO_RCVTIMEO, ms);
@@ -79,13 +86,6 @@ int32_t upnp_socket_setSockOptAddMembership(int32_t fd, const char *group_ip,
     request.imr_multiaddr = parse_address(group_ip);
     request.imr_interface = parse_address(if_ip);
     return set_option(fd, IPPROTO_IP, IP_ADD_MEMBERSHIP, request);
-}
-
-static int32_t fail_listen_socket(const char *text)
-{
-    upnp_log_impl(UPNP_LOG_ERROR, LOG_SYSTEM, "upnp_create_listen_socket",
-                  "### %s failed", text);
-    return -1;
 }
 
 // A socket that cannot be bound or cannot join stays open, on purpose: only

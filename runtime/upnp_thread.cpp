@@ -114,6 +114,15 @@ static void start_with_retries(uintptr_t *id, const pthread_attr_t *attributes,
                   "Failed to start thread with defaults - giving up");
 }
 
+static uint64_t wall_clock_ms()
+{
+    timeval now;
+
+    gettimeofday(&now, nullptr);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 +
+           static_cast<uint64_t>(now.tv_usec) / 1000;
+}
+
 void Sleep(int32_t ms)
 {
     timespec pause = { ms / 1000, (ms % 1000) * 1000000L };
@@ -168,15 +177,6 @@ int32_t *upnp_int_thread_param(int32_t value)
     if (param)
         *param = value;
     return param;
-}
-
-static uint64_t wall_clock_ms()
-{
-    timeval now;
-
-    gettimeofday(&now, nullptr);
-    return static_cast<uint64_t>(now.tv_sec) * 1000 +
-           static_cast<uint64_t>(now.tv_usec) / 1000;
 }
 
 uint64_t getSystemTime(void)
