@@ -171,7 +171,11 @@ char *upnp_strdup_to_utf8(const char *text)
 
     char *out = result;
     while (*text) {
-        size_t bytes = is_ascii(*text) ? 1 : whole_sequence(text);
+        if (is_ascii(*text)) {
+            *out++ = *text++;
+            continue;
+        }
+        size_t bytes = whole_sequence(text);
         if (bytes > 0) {
             out = std::copy_n(text, bytes, out);
             text += bytes;

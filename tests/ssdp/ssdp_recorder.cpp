@@ -2,7 +2,6 @@
 
 #include "ssdp/ssdp_recorder.h"
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
@@ -41,12 +40,12 @@ std::vector<SentPacket> take_sent()
     return std::exchange(sent, {});
 }
 
-std::vector<SentPacket> await_sent(size_t count)
+std::vector<SentPacket> await_sent(size_t                    count,
+                                   std::chrono::milliseconds limit)
 {
     std::unique_lock guard(lock);
 
-    has_more.wait_for(guard, std::chrono::seconds(10),
-                      [&] { return sent.size() >= count; });
+    has_more.wait_for(guard, limit, [&] { return sent.size() >= count; });
     return std::exchange(sent, {});
 }
 

@@ -2,6 +2,7 @@
 #ifndef TESTS_SSDP_SSDP_RECORDER_H
 #define TESTS_SSDP_SSDP_RECORDER_H
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -16,8 +17,10 @@ struct SentPacket {
 std::vector<SentPacket> take_sent();
 
 // Waits until count packets have been sent, and takes them; fewer when that
-// takes longer than ten seconds.
-std::vector<SentPacket> await_sent(size_t count);
+// takes longer than the limit.
+std::vector<SentPacket>
+await_sent(size_t                    count,
+           std::chrono::milliseconds limit = std::chrono::seconds(10));
 
 // The value of a header line in a packet, empty if there is none.
 std::string line_of(const SentPacket &packet, const std::string &name);
