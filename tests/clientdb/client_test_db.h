@@ -1,0 +1,71 @@
+// client_test_db.h - a client database made from a text, for one test.
+#ifndef TESTS_CLIENTDB_CLIENT_TEST_DB_H
+#define TESTS_CLIENTDB_CLIENT_TEST_DB_H
+
+#include "clientdb/upnp_client_db.h"
+#include "config/upnp_ini_file.h"
+#include "documents/upnp_resource.h"
+#include "runtime/upnp_mem.h"
+#include "runtime/upnp_shared.h"
+#include "server/upnp_server.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+// The text of a tracked result, which is freed; "(null)" for null.
+inline std::string take(char *text)
+{
+    std::string copy = text ? text : "(null)";
+    if (text)
+        upnp_free_impl(text);
+    return copy;
+}
+
+// Serves text as the resource "clients.db", keeps clients.data in a directory
+// of its own, and counts as a running server. An empty text is no resource.
+struct ClientTestDb {
+    explicit ClientTestDb(const std::string &text)
+    {
+        char pattern[] = "/tmp/qm-clients-XXXXXX";
+        directory = mkdtemp(pattern);
+        upnp_ini_file_init();
+        upnp_ini_file_setPropertyByKey(INI_APPDATA, directory.c_str());
+        shared::store(g_server_running, 1);
+        register_upnp_resource_get_function(get);
+        reload(text);
+    }
+
+    ~ClientTestDb()
+    {
+        upnp_client_db_exit();
+        register_upnp_resource_get_function(nullptr);
+        shared::store(g_server_running, 0);
+        upnp_ini_file_release();
+        std::filesystem::remove_all(directory);
+    }
+
+    ClientTestDb(const ClientTestDb &) = delete;
+    ClientTestDb &operator=(const ClientTestDb &) = delete;
+
+    void reload(const std::string &text)
+    {
+        content = text;
+        upnp_client_db_init();
+    }
+
+    static int32_t get(char *, uint32_t *size, void **data)
+    {
+        *size = static_cast<uint32_t>(content.size());
+        *data = content.empty() ? nullptr : upnp_malloc_impl(*size);
+        if (*data)
+            memcpy(*data, content.data(), *size);
+        return *data != nullptr;
+    }
+
+    static inline std::string content;
+    std::string               directory;
+};
+
+#endif
