@@ -3,6 +3,8 @@
 #include "server/upnp_server.h"
 
 #include "config/upnp_ini_file.h"
+#include "http/http_auth.h"
+#include "runtime/upnp_encode.h"
 #include "runtime/upnp_mem.h"
 #include "runtime/upnp_shared.h"
 #include "runtime/upnp_thread.h"
@@ -114,6 +116,17 @@ protected:
         return fd;
     }
 
+    static std::string remote_status()
+    {
+        char start[13] = {};
+        int  fd = connect_to("127.0.0.1", 19443);
+
+        upnp_send(fd, "GET /x HTTP/1.0\r\n\r\n", 19);
+        upnp_recv(fd, start, 12, MSG_WAITALL);
+        close(fd);
+        return start;
+    }
+
     static std::string get(int fd)
     {
         static constexpr char head[] = "GET /x HTTP/1.1\r\nHost: x\r\n\r\n";
@@ -197,13 +210,13 @@ TEST_F(Server, OpensARemoteTwinOnItsPort)
     upnp_ini_file_setPropertyByKey(INI_ENABLETLS, "0");
     upnp_server_start(nullptr);
 
-    // Remote access is refused while nobody is authorized.
-    int fd = connect_to("127.0.0.1", 19443);
-    upnp_send(fd, "GET /x HTTP/1.0\r\n\r\n", 19);
-    char start[13] = {};
-    upnp_recv(fd, start, 12, MSG_WAITALL);
-    EXPECT_STREQ(start, "HTTP/1.1 401");
-    close(fd);
+    // Without credentials everyone may come in, with them nobody else.
+    EXPECT_EQ(remote_status(), "HTTP/1.1 200");
+    char scrambled[64];
+    upnp_string_encrypt("secret", scrambled, sizeof(scrambled));
+    HTTP_set_username_and_pwd("user", scrambled, 0);
+    EXPECT_EQ(remote_status(), "HTTP/1.1 401");
+    HTTP_set_username_and_pwd("", "", 0);
 }
 
 TEST_F(Server, KeepsAFileWhileItRuns)
