@@ -14,8 +14,7 @@ function(qm_warnings target)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Werror -Wformat=2 -Wshadow -Wundef -Wvla
-        -Wno-format-truncation
-        $<$<COMPILE_LANGUAGE:CXX>:-Wmissing-declarations>)
+        -Wno-format-truncation)
 endfunction()
 
 # The library and the examples: hidden by default, no exceptions, no RTTI.
@@ -23,7 +22,8 @@ function(qm_product_options target)
     qm_warnings(${target})
     target_compile_options(${target} PRIVATE
         -fvisibility=hidden -fvisibility-inlines-hidden -fno-exceptions
-        -fno-rtti -fstack-protector-strong)
+        -fno-rtti -fstack-protector-strong
+        $<$<COMPILE_LANGUAGE:CXX>:-Wmissing-declarations>)
     if(NOT QM_SANITIZE)
         target_compile_definitions(${target} PRIVATE
             $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)

@@ -5,6 +5,7 @@
 #include "runtime/upnp_exit.h"
 #include "runtime/upnp_log_file.h"
 #include "runtime/upnp_log_lock.h"
+#include "runtime/upnp_shared.h"
 #include "runtime/upnp_string.h"
 #include "runtime/upnp_thread.h"
 
@@ -29,7 +30,9 @@ static constexpr const char *source_words[] = {
 };
 static_assert(1 << (std::size(source_words) - 1) == LOG_LINKPROT);
 
-CriticalSection g_log_Section;
+// The mutex lives as long as the process: when upnp_log_exit takes the section
+// out of use a thread may hold it, or wait for it.
+CriticalSection g_log_Section = { PTHREAD_MUTEX_INITIALIZER, 0, 0 };
 
 // Settings, read by every thread that logs.
 static std::atomic<int32_t>  is_enabled = 1;
@@ -38,10 +41,11 @@ static std::atomic<uint32_t> minimum_level;
 
 static std::atomic<UpnpCriticalErrorHandler> critical_error_handler;
 
-// Whether g_log_Section exists. creation_lock lets one of several first lines
-// create it.
+// Whether g_log_Section is in use.
 static std::atomic<bool> section_exists;
-static pthread_mutex_t   creation_lock = PTHREAD_MUTEX_INITIALIZER;
+
+// What waits for g_log_Section to be given back; null for nothing.
+static std::atomic<void (*)()> waiting_job;
 
 static const char *level_word(uint32_t level)
 {
@@ -82,6 +86,11 @@ static UpnpString *build_text(const char *function, const char *format,
     return text;
 }
 
+static bool is_holder()
+{
+    return shared::load(g_log_Section.owner) == pthread_self();
+}
+
 static void print_flushed(const char *line)
 {
     fputs(line, stdout);
@@ -109,12 +118,12 @@ static void write_line(uint32_t level, uint32_t source, const char *separator,
 
 void log_lock::log_init_critical_section()
 {
-    pthread_mutex_lock(&creation_lock);
-    if (!section_exists) {
-        InitializeCriticalSection(&g_log_Section);
-        section_exists = true;
-    }
-    pthread_mutex_unlock(&creation_lock);
+    section_exists = true;
+}
+
+void log_lock::log_exit_critical_section()
+{
+    section_exists = false;
 }
 
 int32_t log_lock::lock_log()
@@ -127,6 +136,14 @@ int32_t log_lock::lock_log()
     }
     EnterCriticalSection(&g_log_Section);
     return 1;
+}
+
+void log_lock::run_unlocked(void (*job)())
+{
+    if (is_holder())
+        waiting_job = job;
+    else
+        job();
 }
 
 void upnp_log_impl(uint32_t level, uint32_t source, const char *function,
@@ -223,9 +240,15 @@ void upnp_log_shutdown_on_critical_error(void)
 
 void unlock_log(void)
 {
-    if (!section_exists) {
+    void (*job)();
+
+    // A holder gives the section back even if it has gone out of use meanwhile.
+    if (!section_exists && !is_holder()) {
         puts("unlock_log - critical section not initialized!");
         return;
     }
+    job = waiting_job.exchange(nullptr);
     LeaveCriticalSection(&g_log_Section);
+    if (job)
+        job();
 }

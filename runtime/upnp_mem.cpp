@@ -199,6 +199,13 @@ void mem::release_lost(void *ptr)
     free(prefix_of(ptr));
 }
 
+void mem::keep_lost(void *ptr)
+{
+    enter_account("upnp_realloc");
+    add_locked(prefix_of(ptr)->size);
+    LeaveCriticalSection(&MemCriticalSection);
+}
+
 int64_t upnp_mem_used(void)
 {
     return shown(g_memUsed);

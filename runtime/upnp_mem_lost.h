@@ -8,6 +8,9 @@ namespace mem {
 // forgotten it already and stays as it is.
 void release_lost(void *ptr);
 
+// Puts such a block back on the account, for a caller that goes on using it.
+void keep_lost(void *ptr);
+
 }
 
 #endif

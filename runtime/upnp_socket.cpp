@@ -56,14 +56,15 @@ static bool look_up(const char *name, in_addr *address)
     return true;
 }
 
+// No socket reaches a child process.
 int32_t upnp_socket_create_tcp(void)
 {
-    return socket(AF_INET, SOCK_STREAM, 0);
+    return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
 }
 
 int32_t upnp_socket_create_udp(void)
 {
-    return socket(AF_INET, SOCK_DGRAM, 0);
+    return socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 }
 
 int32_t upnp_socket_bind(int32_t fd, const char *ip, uint16_t port)
@@ -87,7 +88,7 @@ int32_t upnp_socket_listen(int32_t fd)
 
 int32_t upnp_socket_accept(int32_t fd)
 {
-    return accept(fd, nullptr, nullptr);
+    return accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
 }
 
 void upnp_close_socket(int32_t *fd)

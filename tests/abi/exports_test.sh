@@ -6,14 +6,14 @@ shared=$1 static=$2 map=$3
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 
-# The sanitizers add exported names of their own, which begin with "_".
+# The sanitizers add exported names of their own, which begin with "__".
 readelf -sW "$static" |
     awk '$5 == "GLOBAL" && $6 == "DEFAULT" && $7 != "UND" { print $8 }' |
-    grep -v '^_[_A-Z]' | sort -u >"$dir/marked"
+    grep -v -e '^__' -e '^_Z' | sort -u >"$dir/marked"
 sed -n 's/^ *\([A-Za-z_][A-Za-z_0-9]*\);.*/\1/p' "$map" |
     sort >"$dir/listed"
 nm -D --defined-only "$shared" | sed 's/.* //; s/@.*//' |
-    grep -v -e '^QM_BASE_' -e '^_[_A-Z]' | sort -u >"$dir/exported"
+    grep -v -e '^QM_BASE_' -e '^__' -e '^_Z' | sort -u >"$dir/exported"
 
 status=0
 diff "$dir/marked" "$dir/listed" >"$dir/diff" || {
