@@ -67,15 +67,16 @@ static bool is_mere_loopback(const char *ip)
 // --- One address ------------------------------------------------------------
 
 // Threads of an earlier start may still look at the row: its generation, which
-// tells them to end, stays.
+// tells them to end, stays. One that comes late may even have put a socket there
+// behind the stop.
 static void reset_row(HttpServerEntry &row, const char *ip)
 {
     shared::copy_text_in(row.ip, ip, sizeof(row.ip));
     shared::store(row.httpPort, 0);
-    shared::store(row.httpSocket, -1);
-    shared::store(row.listenSocket, -1);
-    shared::store(row.msearchSocket, -1);
-    shared::store(row.heartbeatSocket, -1);
+    upnp_close_socket(&row.httpSocket);
+    upnp_close_socket(&row.listenSocket);
+    upnp_close_socket(&row.msearchSocket);
+    upnp_close_socket(&row.heartbeatSocket);
     shared::store(row.msearchSenderActive, 0);
     shared::store(row.msearchWake, 0);
     shared::store(row.byebyeFirst, 0);
