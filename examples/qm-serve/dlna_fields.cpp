@@ -18,6 +18,18 @@ static bool is_hex_number(std::string_view text)
            text.find_first_not_of("0123456789abcdefABCDEF") == text.npos;
 }
 
+static const char *flags_of(const char *type)
+{
+    return serve::is_picture(type) ? picture_flags : play_flags;
+}
+
+// Bytes can always be sought, times where the duration is known.
+static const char *operations_of(const serve::MediaFacts &facts)
+{
+    return facts.duration_ms > 0 ? "11" : "01";
+}
+
+// Nothing is ever converted: CI is 0.
 std::string serve::dlna_fields(const char *type, const MediaFacts &facts)
 {
     std::string fields;
@@ -26,12 +38,21 @@ std::string serve::dlna_fields(const char *type, const MediaFacts &facts)
         return fields;
     if (!facts.profile.empty())
         fields += "-PN" + facts.profile;
-    // Bytes can always be sought, times where the duration is known. Nothing
-    // is ever converted.
-    fields += facts.duration_ms > 0 ? "-OP11" : "-OP01";
-    fields += "-CI0-FLAGS";
-    fields += is_picture(type) ? picture_flags : play_flags;
-    return fields + "/";
+    fields += std::string("-OP") + operations_of(facts) + "-CI0-FLAGS";
+    return fields + flags_of(type) + "/";
+}
+
+std::string serve::dlna_parameters(const char *type, const MediaFacts &facts)
+{
+    std::string parameters;
+
+    if (!is_media(type))
+        return "*";
+    if (!facts.profile.empty())
+        parameters += "DLNA.ORG_PN=" + facts.profile + ";";
+    parameters += std::string("DLNA.ORG_OP=") + operations_of(facts) +
+                  ";DLNA.ORG_CI=0;DLNA.ORG_FLAGS=";
+    return parameters + flags_of(type) + std::string(24, '0');
 }
 
 // Strict, so that hardly any name looks like fields. A folder that does, right

@@ -17,6 +17,9 @@ namespace serve {
 // The fields of a file with the "/" behind them; empty for what is no media.
 std::string dlna_fields(const char *type, const MediaFacts &facts);
 
+// The same as the fourth field of a protocolInfo; "*" for what is no media.
+std::string dlna_parameters(const char *type, const MediaFacts &facts);
+
 // How many bytes of a path behind "/media/" are fields; 0 for none.
 size_t dlna_fields_length(std::string_view path);
 

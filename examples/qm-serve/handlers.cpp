@@ -2,17 +2,24 @@
 //
 // "/" and "/media/" are the list of the folder, "/media/a/" that of a folder
 // in it, "/media/a/b.mp3" a file. DLNA fields may stand behind "/media/".
-// "/upload/" takes files in, if uploads were asked for.
+// "/item/ID.mp3" is a file by its ObjectID, with DLNA fields in front of it
+// too.
+// "/upload/" takes files in, if uploads were asked for. The device's documents
+// and its services have paths of their own.
 
 #include "qm-serve/handlers.h"
 
 #include "http/http.h"
 #include "http/http_body.h"
 #include "qm-serve/byte_range.h"
+#include "qm-serve/connection_manager.h"
+#include "qm-serve/content_directory.h"
+#include "qm-serve/device.h"
 #include "qm-serve/dlna_fields.h"
 #include "qm-serve/file_cache.h"
 #include "qm-serve/media_folder.h"
 #include "qm-serve/media_type.h"
+#include "qm-serve/object_id.h"
 #include "qm-serve/pages.h"
 #include "qm-serve/stream.h"
 #include "qm-serve/upload.h"
@@ -26,6 +33,7 @@
 #include <unistd.h>
 
 static constexpr std::string_view media_url = "/media/";
+static constexpr std::string_view item_url = "/item/";
 
 static constexpr uint32_t ALL_METHODS =
     HTTP_METHOD_GET | HTTP_METHOD_HEAD | HTTP_METHOD_POST |
@@ -92,6 +100,15 @@ static int32_t answer_path(HttpRequest *request, const std::string &relative)
     return answer_file(request, fd, status, relative);
 }
 
+// What stands behind the "." of an ID is there for the player.
+static int32_t answer_item(HttpRequest *request, std::string_view name)
+{
+    auto object = serve::find_object(media, name.substr(0, name.find('.')));
+
+    return object ? answer_path(request, object->relative)
+                  : serve::send_error(request, 404);
+}
+
 // --- Requests ---------------------------------------------------------------
 
 static bool is_options(const HttpRequest *request)
@@ -116,19 +133,24 @@ static bool reads_only(const HttpRequest *request)
 // Path is the decoded path of a GET, a HEAD or an OPTIONS.
 static int32_t answer(HttpRequest *request, std::string_view path)
 {
+    bool   is_item = path.starts_with(item_url);
     size_t fields;
 
     if (is_options(request))
         return serve::send_options(request, methods);
     if (path == "/" || path == "/media")
         return answer_path(request, "");
-    if (!path.starts_with(media_url))
+    if (serve::is_document(path))
+        return serve::send_document(request, path);
+    if (!is_item && !path.starts_with(media_url))
         return serve::send_error(request, 404);
 
-    path.remove_prefix(media_url.size());
+    path.remove_prefix(is_item ? item_url.size() : media_url.size());
     fields = serve::dlna_fields_length(path);
     leave_fields_only(request, path.substr(0, fields));
-    return answer_path(request, std::string(path.substr(fields)));
+    path.remove_prefix(fields);
+    return is_item ? answer_item(request, path)
+                   : answer_path(request, std::string(path));
 }
 
 // What is not there cannot be written, either.
@@ -151,7 +173,11 @@ bool serve::register_folder(const char *path)
     upnp_http_set_default_url("/");
     upnp_http_register_handler(handle_request, ALL_METHODS, media_url.data(), 0,
                                1);
+    upnp_http_register_handler(handle_request, ALL_METHODS, item_url.data(), 0,
+                               1);
     upnp_http_register_handler(handle_request, ALL_METHODS, "/", 0, 1);
+    register_content_directory(media);
+    register_connection_manager();
     return true;
 }
 
@@ -168,6 +194,7 @@ bool serve::register_upload(const char *path, int32_t limit_mb)
 void serve::unregister_all()
 {
     http_unregister_all_handlers();
+    forget_content_directory();
     close_upload_folder();
     close_folder(media);
 }

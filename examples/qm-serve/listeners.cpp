@@ -3,19 +3,21 @@
 #include "qm-serve/listeners.h"
 
 #include "http/http.h"
-#include "runtime/upnp_mem.h"
 #include "runtime/upnp_socket.h"
 #include "runtime/upnp_thread.h"
 #include "server/upnp_server.h"
+#include "ssdp/ssdp_queue.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <dirent.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <thread>
 #include <vector>
 
 // A connection that asks for nothing, or takes nothing, for so long is closed.
@@ -27,10 +29,13 @@ static constexpr rlim_t MAX_DESCRIPTORS = 4096;
 static constexpr int32_t STOP_STEP_MS = 10;
 static constexpr int32_t STOP_STEPS = 500;
 
+// A heartbeat needs at most a tick and an answer to see that it is to end.
+static constexpr int32_t FAREWELL_STEPS = 50;
+
 static uint32_t             state = UPNP_SERVER_STOPPED;
 static std::vector<int32_t> ports;  // those that connections arrive at
 static rlim_t               descriptors;
-static int64_t              used_before;  // memory account without servers
+static int32_t              threads_before;  // without servers
 
 static void limit_descriptors()
 {
@@ -78,10 +83,25 @@ static void wake_connections()
     }
 }
 
+static int32_t count_threads()
+{
+    DIR    *tasks = opendir("/proc/self/task");
+    int32_t count = 0;
+
+    if (!tasks)
+        return 0;
+    while (readdir(tasks))
+        ++count;
+    closedir(tasks);
+    return count;
+}
+
 bool serve::start_listeners()
 {
     limit_descriptors();
-    used_before = upnp_mem_used();
+    // A sanitizer starts a thread of its own beside the first one.
+    std::thread([] {}).join();
+    threads_before = count_threads();
     std::atomic_ref(g_server_running).store(1);
     upnp_server_start(&state);
 
@@ -96,14 +116,34 @@ bool serve::start_listeners()
     return !ports.empty();
 }
 
+static bool has_heartbeat()
+{
+    for (uint32_t i = 0; HttpServerEntry *server = getHTTPServerData(i); ++i) {
+        if (server->ip[0] != '\0' &&
+            std::atomic_ref(server->heartbeatSocket).load() != -1)
+            return true;
+    }
+    return false;
+}
+
+// The process must not end before its devices are taken back. A heartbeat that
+// has not announced any is not waited for.
+static void wait_for_farewells()
+{
+    for (int32_t step = 0; step < FAREWELL_STEPS && has_heartbeat(); ++step)
+        Sleep(STOP_STEP_MS);
+}
+
 void serve::stop_listeners()
 {
     std::atomic_ref(g_server_running).store(0);
+    wait_for_farewells();
     upnp_server_stop(&state);
     // Again and again: a connection may just be on its way to its thread.
     for (int32_t step = 0; step < STOP_STEPS; ++step) {
         wake_connections();
-        if (upnp_mem_used() == used_before)
+        SSDP_queue_clear();  // a search may have come behind the stop
+        if (count_threads() <= threads_before)
             return;
         Sleep(STOP_STEP_MS);
     }

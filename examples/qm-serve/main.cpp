@@ -1,14 +1,24 @@
-// main.cpp - serves the files of a folder over HTTP until a signal comes.
+// main.cpp - serves the files of a folder over HTTP, as a UPnP media server,
+// until a signal comes. SIGUSR1 takes the device off the network without
+// stopping it, SIGUSR2 brings it back.
 //
-// Each property is an option: a dash, its name and a value. Two of them are
-// this program's own.
+// Each property is an option: a dash, its name and a value. It may also stand
+// in the INI file, which the first start writes, with the options of that
+// start. Three of them are this program's own.
 
+#include "clientdb/upnp_client_db.h"
+#include "config/upnp_app_dirs.h"
+#include "config/upnp_cmdline.h"
 #include "config/upnp_ini_file.h"
+#include "documents/upnp_resource.h"
+#include "files/upnp_file.h"
+#include "qm-serve/device.h"
 #include "qm-serve/facts_process.h"
 #include "qm-serve/handlers.h"
 #include "qm-serve/listeners.h"
 #include "runtime/upnp_exit.h"
 #include "runtime/upnp_mem.h"
+#include "ssdp/upnp_ssdp.h"
 
 #include <cerrno>
 #include <cinttypes>
@@ -19,13 +29,15 @@
 
 static constexpr int BAD_USAGE = 2;
 
-static constexpr char usage[] =
-    "usage: qm-serve FOLDER [-httpport PORT] [-ip ADDRESS]\n"
+static constexpr char usage_lines[] =
+    "usage: qm-serve [FOLDER] [-httpport PORT] [-ip ADDRESS]\n"
+    "                [-friendlyname NAME] [-appdata FOLDER]\n"
     "                [-upload FOLDER [-uploadlimit MIB]]\n";
 
 // Keys of the program's own properties.
 static constexpr uint32_t KEY_UPLOAD = 100;
 static constexpr uint32_t KEY_UPLOAD_LIMIT = 101;
+static constexpr uint32_t KEY_FOLDER = 102;
 
 // Critical messages are failures: the library alone would end with success.
 static int32_t exit_with_failure(int32_t)
@@ -33,8 +45,8 @@ static int32_t exit_with_failure(int32_t)
     exit(EXIT_FAILURE);
 }
 
-// Threads inherit the mask, so the signals that end the program reach nobody
-// but sigwait. A peer that goes away while a file is sent is no reason to end.
+// Threads inherit the mask, so the signals reach nobody but sigwait. A peer
+// that goes away while a file is sent is no reason to end.
 static sigset_t block_signals()
 {
     sigset_t signals;
@@ -42,6 +54,8 @@ static sigset_t block_signals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGUSR1);
+    sigaddset(&signals, SIGUSR2);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
     return signals;
@@ -49,6 +63,10 @@ static sigset_t block_signals()
 
 static void create_properties()
 {
+    upnp_ini_file_create_property(KEY_FOLDER, "folder", nullptr,
+                                  "Folder that is served, if the command line "
+                                  "begins with none",
+                                  0, 0, 0, 1);
     upnp_ini_file_create_property(KEY_UPLOAD, "upload", nullptr,
                                   "Folder that takes uploads. Default: none", 0,
                                   0, 0, 1);
@@ -57,29 +75,44 @@ static void create_properties()
                                   1);
 }
 
-static bool set_property(const char *option, const char *value)
+// Kept whole, since the next start may be in another place.
+static void set_folder(const char *path)
 {
-    int32_t key =
-        option[0] == '-' ? upnp_ini_file_getPropertyKey(option + 1) : -1;
+    char *real = realpath(path, nullptr);
 
-    if (key == -1 || !value)
-        return false;
-    upnp_ini_file_setPropertyByKey(static_cast<uint32_t>(key), value);
-    return true;
+    upnp_ini_file_setPropertyByKey(KEY_FOLDER, real ? real : path);
+    free(real);
 }
 
-// Sets the properties and returns the folder; null for a wrong command line.
-static const char *read_command_line(char **arguments)
+// The library creates the last level of its data folder alone.
+static void write_first_ini_file()
 {
-    const char *folder = *arguments;
+    const char *data = upnp_ini_file_getString(INI_APPDATA);
+    const char *path;
 
-    if (!folder || folder[0] == '-')
-        return nullptr;
-    for (++arguments; *arguments; arguments += 2) {
-        if (!set_property(arguments[0], arguments[1]))
-            return nullptr;
+    if (data)
+        upnp_file_ensure_path_exists(data);
+    path = upnp_ini_file_get_ini_path();
+    if (path && !upnp_file_exists(path))
+        upnp_ini_file_write_properties();
+}
+
+// The properties, of the command line and of the INI file. False if the usage
+// was asked for. A folder in front does not reach the library, which would take
+// one called "help" for that.
+static bool read_settings(int argc, char **argv)
+{
+    bool has_folder = argc > 1 && argv[1][0] != '-';
+
+    upnp_ini_file_set_default_appname("qm-serve");
+    if (has_folder) {
+        set_folder(argv[1]);
+        argv[1] = argv[0];
     }
-    return folder;
+    if (upnp_ini_file_parse_cmdline(argc - has_folder, argv + has_folder) != 0)
+        return false;
+    write_first_ini_file();
+    return true;
 }
 
 static bool register_handlers(const char *folder)
@@ -95,21 +128,39 @@ static bool register_handlers(const char *folder)
         fprintf(stderr, "qm-serve: %s: %s\n", upload, strerror(errno));
         return false;
     }
-    return true;
+    return serve::create_device();
+}
+
+static bool wait_for_end(const sigset_t &signals)
+{
+    int signal;
+
+    while (sigwait(&signals, &signal) == 0) {
+        if (signal == SIGUSR1)
+            SSDP_trigger_byebye();
+        else if (signal == SIGUSR2)
+            SSDP_trigger_wakeup();
+        else
+            return true;
+    }
+    return false;
 }
 
 static int serve_until(const sigset_t &signals, const char *folder)
 {
     int result = EXIT_FAILURE;
-    int signal;
 
+    upnp_resource_init();
+    upnp_client_db_init();
     if (register_handlers(folder)) {
-        if (serve::start_listeners() && sigwait(&signals, &signal) == 0)
+        if (serve::start_listeners() && wait_for_end(signals))
             result = EXIT_SUCCESS;
         serve::stop_listeners();
     }
     serve::unregister_all();
     serve::end_facts_process();
+    upnp_client_db_exit();
+    upnp_resource_exit();
     return result;
 }
 
@@ -118,10 +169,9 @@ int main(int argc, char **argv)
     if (argc == 2 && strcmp(argv[1], serve::facts_argument) == 0)
         return serve::run_facts_process();
 
-    sigset_t    signals = block_signals();
-    const char *folder;
-    int64_t     used_at_start;
-    int         result = BAD_USAGE;
+    sigset_t signals = block_signals();
+    int64_t  used_at_start;
+    int      result = BAD_USAGE;
 
     upnp_mem_init();
     used_at_start = upnp_mem_used();
@@ -129,11 +179,14 @@ int main(int argc, char **argv)
     upnp_ini_file_init();
     create_properties();
 
-    folder = read_command_line(argv + 1);
-    if (folder)
+    if (!read_settings(argc, argv)) {
+        fputs(usage_lines, stdout);
+        result = EXIT_SUCCESS;
+    } else if (const char *folder = upnp_ini_file_getString(KEY_FOLDER)) {
         result = serve_until(signals, folder);
-    else
-        fputs(usage, stderr);
+    } else {
+        fputs(usage_lines, stderr);
+    }
 
     upnp_ini_file_release();
     if (upnp_mem_used() != used_at_start) {

@@ -124,7 +124,8 @@ int serve::open_inside(const MediaFolder &folder, const std::string &relative,
 
 std::vector<serve::MediaEntry> serve::list_folder(const MediaFolder &folder,
                                                   int                fd,
-                                                  const std::string &relative)
+                                                  const std::string &relative,
+                                                  bool               with_facts)
 {
     std::vector<MediaEntry> entries;
     DIR                    *dir = fdopendir(fd);
@@ -145,7 +146,7 @@ std::vector<serve::MediaEntry> serve::list_folder(const MediaFolder &folder,
             continue;
         entries.push_back(
             { name, S_ISDIR(status.st_mode), status.st_size, {} });
-        if (S_ISREG(status.st_mode))
+        if (with_facts && S_ISREG(status.st_mode))
             entries.back().facts = media_facts(entry, status, media_type(name));
         close(entry);
     }

@@ -38,9 +38,11 @@ int open_inside(const MediaFolder &folder, const std::string &relative,
 
 // The files and folders in the folder at relative, folders first, by name.
 // Those that cannot be read and those whose names begin with a dot are left
-// out. Takes over the descriptor fd that open_inside gave.
+// out. Takes over the descriptor fd that open_inside gave. Facts take time: a
+// caller that does without them says so.
 std::vector<MediaEntry> list_folder(const MediaFolder &folder, int fd,
-                                    const std::string &relative);
+                                    const std::string &relative,
+                                    bool               with_facts = true);
 
 }
 

@@ -4,6 +4,9 @@
 
 #include "runtime/upnp_string.h"
 
+#include <algorithm>
+#include <cstring>
+
 // clang-format off
 static constexpr struct {
     const char *ending;
@@ -51,6 +54,21 @@ const char *serve::media_type(const char *name)
             return row.type;
     }
     return "application/octet-stream";
+}
+
+std::vector<const char *> serve::media_types()
+{
+    std::vector<const char *> list;
+
+    for (const auto &row : types) {
+        auto is_this = [&](const char *type) {
+            return strcmp(type, row.type) == 0;
+        };
+        if (is_media(row.type) &&
+            std::none_of(list.begin(), list.end(), is_this))
+            list.push_back(row.type);
+    }
+    return list;
 }
 
 bool serve::is_picture(const char *type)

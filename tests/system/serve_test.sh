@@ -4,7 +4,7 @@
 set -u
 serve=$1
 driver=$2
-sanitizers=$3
+sanitizers=${3-}
 
 RSS_LIMIT_KB=24576
 failures=0
@@ -23,7 +23,7 @@ check() {
 # start OPTION... - sets url, without the "/" at its end, and port. Reading the
 # pipe waits for the URL, or for the end of a server that failed.
 start() {
-    "$serve" "$work/media" -ip 127.0.0.1 "$@" >"$work/pipe" &
+    "$serve" "$work/media" -ip 127.0.0.1 -appdata "$work/settings" "$@" >"$work/pipe" &
     server=$!
     exec 3<"$work/pipe"
     read -r url <&3 || exit 1
@@ -171,7 +171,7 @@ tail -c 40040 media/tone.wav | cmp - part || check "bytes from second 5" 0 1
 
 # --- No way to write ----------------------------------------------------------
 
-for path in / /media/new /media/plain.txt /upload/new; do
+for path in /none /media/new /media/plain.txt /upload/new; do
     check "POST $path" 404 "$(status -d data "$url$path")"
     check "chunked POST $path" 404 \
         "$(status -d data -H 'Transfer-Encoding: chunked' "$url$path")"
