@@ -1,5 +1,4 @@
-// device.cpp - the media server as a UPnP device: its descriptions and its
-// icon.
+// device.cpp - the media server as a UPnP device: its texts and its icon.
 //
 // URLs in the description are relative to its own, so that it reads the same on
 // every network. UPnP Device Architecture 1.0, section 2.1.
@@ -7,11 +6,11 @@
 #include "qm-serve/device.h"
 
 #include "config/upnp_ini_file.h"
-#include "http/http_header.h"
 #include "qm-serve/scpd.h"
 #include "qm-serve/search_responder.h"
 #include "qm-serve/url_text.h"
 #include "runtime/upnp_mem.h"
+#include "runtime/upnp_string.h"
 #include "runtime/upnp_udn.h"
 #include "ssdp/upnp_ssdp.h"
 
@@ -109,8 +108,8 @@ static std::string description(const char *friendly_name)
 bool serve::create_device()
 {
     const char *name = upnp_ini_file_getString(INI_FRIENDLYNAME);
-    char       *friendly_name =
-        upnp_util_create_friendlyname(name ? name : default_name, HOST_BYTES);
+    char       *friendly_name = upnp_util_create_friendlyname(
+              upnp_util_string_is_empty(name) ? default_name : name, HOST_BYTES);
 
     if (!friendly_name)
         return false;
