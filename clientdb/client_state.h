@@ -25,12 +25,11 @@ extern char *client_views;
 extern int32_t client_autoenable;  // read and written atomically
 
 // Guards g_pClients, g_pDiscoveredUDNs, the records behind them and
-// g_strTreeDefaultView, while client_db_lock_ready is 1. The mutex lives as
-// long as the process: a thread may still wait for it when the database ends.
+// g_strTreeDefaultView. It lives as long as the process: requests may come
+// before init and behind exit, on many threads.
 extern CriticalSection client_db_lock;
-extern int32_t         client_db_lock_ready;  // read and written atomically
 
-// Takes client_db_lock if it is in use. Hand the result to unlock.
+// Takes client_db_lock. Hand the result to unlock.
 bool lock();
 void unlock(bool is_held);
 

@@ -16,12 +16,9 @@ ClientUdnEntry *g_pDiscoveredUDNs;
 constinit CriticalSection clientdb::client_db_lock = {
     PTHREAD_MUTEX_INITIALIZER, 0, 0
 };
-int32_t clientdb::client_db_lock_ready;
 
 bool clientdb::lock()
 {
-    if (!shared::load(client_db_lock_ready))
-        return false;
     EnterCriticalSection(&client_db_lock);
     return true;
 }

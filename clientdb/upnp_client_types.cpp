@@ -91,7 +91,6 @@ static void load_types()
 
 void upnp_client_db_init(void)
 {
-    shared::store(clientdb::client_db_lock_ready, 1);
     if (upnp_ini_file_isSet(INI_CLEARCLIENTSONRESTART))
         reset_clients();
 
@@ -115,7 +114,6 @@ void upnp_client_db_exit(void)
     if (clientdb::client_views)
         upnp_free_impl(clientdb::client_views);
     clientdb::client_views = nullptr;
-    shared::store(clientdb::client_db_lock_ready, 0);
     clientdb::unlock(is_held);
 }
 
