@@ -6,6 +6,7 @@
 #include "support/work_folder.h"
 
 #include <cstring>
+#include <sstream>
 #include <string_view>
 
 struct Buffered : WorkFolder {
@@ -140,4 +141,106 @@ TEST_F(Buffered, BitsComeFromTheirOddPlaces)
     EXPECT_EQ(upnp_file_read_nbits(file, 16), 0x91a5u) << "now from the top";
     EXPECT_EQ(file->bitCount, 13);
     upnp_file_close_b(file);
+}
+
+// --- Heads of real files -----------------------------------------------------
+
+// Words of two bytes.
+static std::string from_hex(const char *words)
+{
+    std::istringstream in(words);
+    std::string        bytes;
+
+    for (unsigned word; in >> std::hex >> word;)
+        bytes += { static_cast<char>(word >> 8), static_cast<char>(word) };
+    return bytes;
+}
+
+static std::string tag(BufferedFile *file)
+{
+    char name[4] = {};
+    upnp_file_read_b(file, name, sizeof(name));
+    return { name, sizeof(name) };
+}
+
+// The first frame's head, behind the tag, whose size has 7 bits to the byte.
+static std::string mp3(BufferedFile *file)
+{
+    uint32_t size = 0;
+    tag(file);
+    upnp_file_seek_b(file, 2, SEEK_CUR);
+    for (int i = 0; i < 4; ++i)
+        size = size << 7 | upnp_file_read_byte(file);
+    upnp_file_seek_b(file, size, SEEK_CUR);
+    return std::to_string(upnp_file_read_dword_be(file));
+}
+
+// Time scale and duration.
+static std::string mp4(BufferedFile *file)
+{
+    while (!upnp_file_eof_b(file)) {
+        int64_t     next = upnp_file_tell_b(file);
+        uint32_t    size = upnp_file_read_dword_be(file);
+        std::string name = tag(file);
+        if (name == "mvhd") {
+            upnp_file_seek_b(file, 12, SEEK_CUR);
+            uint32_t scale = upnp_file_read_dword_be(file);
+            return std::to_string(scale) + " " +
+                   std::to_string(upnp_file_read_dword_be(file));
+        }
+        upnp_file_seek_b(file, next + (name == "moov" || size < 8 ? 8 : size),
+                         SEEK_SET);
+    }
+    return "";
+}
+
+// Microseconds of a frame, width and height.
+static std::string avi(BufferedFile *file)
+{
+    upnp_file_seek_b(file, 12, SEEK_SET);
+    while (!upnp_file_eof_b(file)) {
+        std::string name = tag(file);
+        uint32_t    size = upnp_file_read_dword(file);
+        if (name == "avih") {
+            std::string text = std::to_string(upnp_file_read_dword(file));
+            upnp_file_seek_b(file, 28, SEEK_CUR);
+            text += " " + std::to_string(upnp_file_read_dword(file));
+            return text + " " + std::to_string(upnp_file_read_dword(file));
+        }
+        upnp_file_seek_b(file, name == "LIST" ? 4 : size, SEEK_CUR);
+    }
+    return "";
+}
+
+TEST_F(Buffered, RealHeadsAreReadAndCutOnesEnd)
+{
+    // clang-format off
+    static const struct {
+        std::string (*read)(BufferedFile *);
+        const char *head;
+        const char *expected;
+        size_t      needed;  // bytes
+    } cases[] = {
+        { mp3, "4944 3304 0000 0000 0023 5453 5345 0000 000f 0000 034c 6176"
+               "6635 392e 3237 2e31 3030 0000 0000 0000 0000 0000 00ff fb90"
+               "c000", "4294676672", 49 },
+        { mp4, "0000 001c 6674 7970 6973 6f6d 0000 0200 6973 6f6d 6973 6f32"
+               "6d70 3431 0000 0656 6d6f 6f76 0000 006c 6d76 6864 0000 0000"
+               "0000 0000 0000 0000 0000 03e8 0000 0190", "1000 400", 64 },
+        { avi, "5249 4646 c222 0000 4156 4920 4c49 5354 3812 0000 6864 726c"
+               "6176 6968 3800 0000 409c 0000 a861 0000 0000 0000 1009 0000"
+               "0a00 0000 0000 0000 0100 0000 0000 1000 4000 0000 3000 0000",
+          "40000 64 48", 69 },
+    };
+    // clang-format on
+    for (const auto &c : cases) {
+        std::string head = from_hex(c.head);
+        for (size_t length = 0; length <= head.size(); ++length)
+            for (uint32_t buffer_size : { 1u, 7u, 4096u }) {
+                BufferedFile *file = open(head.substr(0, length), buffer_size);
+                EXPECT_EQ(c.read(file) == c.expected, length >= c.needed)
+                    << c.expected << ": " << length << " bytes";
+                upnp_file_close_b(file);
+            }
+    }
 }

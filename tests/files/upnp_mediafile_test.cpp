@@ -2,11 +2,16 @@
 
 #include "files/upnp_mediafile.h"
 
+#include "files/upnp_file_buffered.h"
 #include "files/upnp_file_segment.h"
 #include "runtime/upnp_mem.h"
 #include "support/work_folder.h"
 
 #include <chrono>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace std::chrono;
 
@@ -60,6 +65,48 @@ TEST_F(MediaFile, AGrowingFileIsAwaitedOnce)
     EXPECT_EQ(upnp_mediafile_open_read("none", 0), nullptr);
     EXPECT_EQ(upnp_mediafile_read(nullptr, nullptr, 1), -1);
     EXPECT_EQ(upnp_mediafile_seek(nullptr, 0, SEEK_SET), -1);
+}
+
+// Each letter asked for through the pipe is written a thousand times.
+static pid_t start_writer(int ask)
+{
+    pid_t pid = fork();
+    if (pid != 0)
+        return pid;
+    int fd = open("file", O_WRONLY | O_APPEND);
+    for (char c; ::read(ask, &c, 1) == 1;)
+        if (write(fd, std::string(1000, c).data(), 1000) != 1000)
+            _exit(1);
+    _exit(0);
+}
+
+TEST_F(MediaFile, WhatAnotherProcessWritesArrives)
+{
+    int         ask[2];
+    std::string expected, streamed;
+    char        parsed[4001];
+
+    put("file", "");
+    UpnpFile     *stream = upnp_mediafile_open_read("file", 1);
+    BufferedFile *parser = upnp_file_open_read_b("file", 64);
+    ASSERT_EQ(pipe2(ask, O_CLOEXEC), 0);
+    pid_t writer = start_writer(ask[0]);
+    for (char c : { 'a', 'b', 'c', 'd' }) {
+        EXPECT_EQ(read(stream, 64), "") << "its end for now";
+        EXPECT_EQ(write(ask[1], &c, 1), 1);
+        expected += std::string(1000, c);
+        while (streamed.size() < expected.size())
+            streamed += read(stream, 64);
+        EXPECT_EQ(streamed, expected);
+    }
+    EXPECT_EQ(upnp_file_read_b(parser, parsed, sizeof(parsed)), 4000);
+    EXPECT_EQ(std::string(parsed, 4000), expected);
+    upnp_file_close_b(parser);
+    upnp_file_close(stream);
+    kill(writer, SIGTERM);
+    EXPECT_EQ(waitpid(writer, nullptr, 0), writer);
+    close(ask[0]);
+    close(ask[1]);
 }
 
 TEST_F(MediaFile, AChainReadsAsOne)

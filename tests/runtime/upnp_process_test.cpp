@@ -4,8 +4,13 @@
 #include "runtime/upnp_process.h"
 
 #include "files/upnp_directory.h"
-#include "files/upnp_file.h"
+#include "files/upnp_file_buffered.h"
 #include "files/upnp_fsmon.h"
+#include "files/upnp_mediafile.h"
+#include "http/http.h"
+#include "http/http_client.h"
+#include "runtime/upnp_socket.h"
+#include "ssdp/ssdp_packet.h"
 #include "support/failing_heap.h"
 #include "support/log_lines.h"
 #include "support/work_folder.h"
@@ -156,22 +161,48 @@ TEST_F(Process, EndsAreTold)
     for_each_failing_allocation([] { system_call_waiting("./fail", "x"); });
 }
 
+// The descriptors of a child, waited for and not.
+static std::string descriptors_of_child()
+{
+    EXPECT_EQ(system_call_waiting("./descriptors", nullptr), 0);
+    std::string seen = WorkFolder::get("out");
+    EXPECT_EQ(start("./descriptors", ""), SYSTEM_CALL_STARTED);
+    await([] { return !check_active_processes("./descriptors"); });
+    return seen + WorkFolder::get("out");
+}
+
 TEST_F(Process, NoOpenFileReachesAChild)
 {
-    UpnpFile *file = upnp_file_open_append("log");
-    FileFind *find = upnp_file_find_first_file(".");
-    int32_t   monitor = fsmon_init();
-    char      parameters[128];
+    script("descriptors", "cd /proc/$$/fd; echo * > \"$OLDPWD/out\"");
+    std::string own = descriptors_of_child();
+    uint32_t    port = 41000;
+    int32_t     listener = -1;
 
-    snprintf(parameters, sizeof(parameters),
-             "-c \"for i in 1 %d %d %d; do [ -e /proc/$$/fd/$i ] && echo $i;"
-             "done > out\"",
-             file->fd, dirfd(find->dir), monitor);
-    EXPECT_EQ(system_call_waiting("/bin/sh", parameters), 0);
-    EXPECT_EQ(get("out"), "1\n");
-    fsmon_release(monitor);
+    EXPECT_NE(own, "");
+    HTTP_create_server_socket(&listener, &port, "127.0.0.1");
+    std::string   url = "http://127.0.0.1:" + std::to_string(port) + "/";
+    UpnpFile     *written = upnp_file_open_append("log");
+    UpnpFile     *media = upnp_mediafile_open_read("log", 1);
+    BufferedFile *parsed = upnp_file_open_read_b("log", 8);
+    FileFind     *find = upnp_file_find_first_file(".");
+
+    int32_t descriptors[] = {
+        fsmon_init(),
+        listener,
+        HTTP_open(url.c_str()),
+        upnp_socket_accept(listener),
+        SSDP_create_send_socket("127.0.0.1", 0),
+        upnp_create_listen_socket("127.0.0.1"),
+    };
+    EXPECT_EQ(descriptors_of_child(), own);
+    for (int32_t &fd : descriptors) {
+        EXPECT_NE(fd, -1);
+        upnp_close_socket(&fd);
+    }
     upnp_file_find_close(find);
-    upnp_file_close(file);
+    upnp_file_close_b(parsed);
+    upnp_file_close(media);
+    upnp_file_close(written);
 }
 
 TEST_F(Process, TheParentLogs)
