@@ -12,15 +12,28 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
-// The text of a tracked result, which is freed; "(null)" for null.
+inline std::string text_of(const char *text)
+{
+    return text ? text : "-";
+}
+
+// The text of a tracked result, which is freed; "-" for null.
 inline std::string take(char *text)
 {
-    std::string copy = text ? text : "(null)";
+    std::string copy = text_of(text);
     if (text)
         upnp_free_impl(text);
     return copy;
+}
+
+// The bytes of a file; "-" if there is none.
+inline std::string read_file(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "-";
 }
 
 // Serves text as the resource "clients.db", keeps clients.data in a directory
@@ -45,9 +58,6 @@ struct ClientTestDb {
         upnp_ini_file_release();
         std::filesystem::remove_all(directory);
     }
-
-    ClientTestDb(const ClientTestDb &) = delete;
-    ClientTestDb &operator=(const ClientTestDb &) = delete;
 
     void reload(const std::string &text)
     {

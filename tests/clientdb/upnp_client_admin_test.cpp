@@ -7,9 +7,13 @@
 #include "support/failing_heap.h"
 #include "support/log_lines.h"
 
+#include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 static constexpr char types[] = ">>\nNA:Own\n>>\nNA:Generic\n"
                                 ">>\nNA:Tv\nHH:tv\nH2:t\nDV:Mus\n>>\n";
@@ -25,8 +29,7 @@ static std::string take(UpnpString *text)
 
 static std::string read_file(const ClientTestDb &db)
 {
-    std::ifstream file(db.directory + "/clients.data", std::ios::binary);
-    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "-";
+    return read_file(db.directory + "/clients.data");
 }
 
 static void write_file(const ClientTestDb &db, const std::string &text)
@@ -99,6 +102,54 @@ TEST(File, OfRandomBytesOrDigitsIsSurvived)
     }
 }
 
+// Adds records with all ids below count, with names of 12 bytes times the id.
+static void add_settled_clients(int count)
+{
+    for (int i = 0; i < count; ++i) {
+        ClientEntry *entry = upnp_client_db_add_new_client();
+        entry->id = i;
+        entry->fix_level = 1;
+        entry->friendly_name =
+            upnp_strdup_impl(std::string(12 * i, 'n').c_str());
+    }
+}
+
+TEST(File, HoldsWholeRecordsWhenItsWriterIsKilled)
+{
+    constexpr int     RECORDS = 40;
+    ClientTestDb      db(types);
+    const std::string path = db.directory + "/clients.data";
+    std::mt19937      random(1);
+    std::error_code   error;
+    int               cut = 0;
+    for (int turn = 0; turn < 10; ++turn) {
+        std::filesystem::remove(path);
+        pid_t writer = fork();
+        if (writer == 0) {
+            add_settled_clients(RECORDS);
+            for (int i = 0; i < 1000; ++i)
+                client_table_write();
+            _exit(0);
+        }
+        intmax_t size = static_cast<intmax_t>(random() % 9000);
+        while (static_cast<intmax_t>(std::filesystem::file_size(path, error)) <
+               size) {}
+        kill(writer, SIGKILL);
+        waitpid(writer, nullptr, 0);
+
+        client_table_read();
+        int id = RECORDS - count_clients();
+        cut += id > 0;
+        for (const ClientEntry *e = g_pClients; e; e = e->next, ++id) {
+            EXPECT_EQ(e->id, id);
+            EXPECT_EQ(take(upnp_strdup_impl(e->friendly_name)),
+                      id ? std::string(12 * id, 'n') : "(null)");
+        }
+        exit_client_table();
+    }
+    EXPECT_GT(cut, 0);
+}
+
 TEST(File, LeavesOutWhatIsDetectedAgainAndWhatIsTooMuch)
 {
     static const struct {
@@ -127,17 +178,16 @@ TEST(File, LeavesOutWhatIsDetectedAgainAndWhatIsTooMuch)
         exit_client_table();
     }
 
-    for (int i = 0; i < 103; ++i) {
-        ClientEntry *entry = upnp_client_db_add_new_client();
-        entry->fix_level = i != 102;
-        entry->id = i;
-        entry->udn = upnp_strdup_impl(std::string(1200, 'u').c_str());
-    }
+    add_settled_clients(103);
+    g_pClients->fix_level = 0;
     client_table_write();
     client_table_read();
     EXPECT_EQ(count_clients(), 100);
     EXPECT_EQ(g_pClients->id, 2);
-    EXPECT_EQ(g_pClients->udn, std::string(999, 'u'));
+    size_t longest = 0;
+    for (const ClientEntry *e = g_pClients; e; e = e->next)
+        longest = std::max(longest, strlen(e->friendly_name));
+    EXPECT_EQ(longest, 999u);
     clear_clients();
     EXPECT_EQ(g_pClients, nullptr);
     EXPECT_EQ(read_file(db), "-");

@@ -3,6 +3,8 @@
 
 #include "clientdb/upnp_client_identify.h"
 
+#include "clientdb/client_match.h"
+#include "clientdb/client_state.h"
 #include "clientdb/client_test_db.h"
 #include "clientdb/upnp_client_admin.h"
 #include "clientdb/upnp_client_table.h"
@@ -54,11 +56,6 @@ UpnpString *__wrap_HTTP_get(const char *url)
     ++fetches;
     return description.empty() ? nullptr
                                : upnp_string_create(description.c_str(), 0);
-}
-
-static std::string text_of(const char *text)
-{
-    return text ? text : "-";
 }
 
 // The table, from its head: "ip id/fix_level name view;" of each record.
@@ -235,6 +232,33 @@ TEST(Description, IsSearchedForTheFirstTypeWithAllItsMarks)
             take(text);
         }
         EXPECT_EQ(found, c.expected) << c.body;
+    }
+}
+
+// Type 1 has no marks, and 19 is for an operator to give. A general mark in
+// the wrong place hides a special one: heads go by the last match, or the
+// first fixed one, and descriptions by the first.
+TEST(ShippedTypes, AreEachFoundByTheirOwnMarks)
+{
+    ClientTestDb db(read_file(QM_RESOURCES "/clients.db"));
+    auto         mark_of = [](int32_t id, const char *key) {
+        return take(clientdb::copy_keyword(id, key));
+    };
+    for (int32_t id = 2; clientdb::client_db_entries[id]; ++id) {
+        int32_t     by_head = id, by_description = id;
+        std::string mark = mark_of(id, "HH:") + mark_of(id, "H2:");
+        if (!mark.empty())
+            upnp_client_db_check_header(mark.c_str(), &by_head, nullptr,
+                                        nullptr, nullptr, nullptr);
+        EXPECT_EQ(by_head, id) << mark;
+        EXPECT_LT(mark.size(), 127u) << mark;
+
+        description = mark_of(id, "DD:") + "\n" + mark_of(id, "D2:");
+        upnp_client_db_check_device_description(
+            "http://10.0.0.7/", nullptr, nullptr, nullptr, nullptr, nullptr,
+            description == "\n" ? nullptr : &by_description, nullptr);
+        EXPECT_EQ(by_description, id) << description;
+        EXPECT_NE(mark.empty() && description == "\n", id != 19) << id;
     }
 }
 

@@ -66,7 +66,7 @@ TEST(Values, RunFromTheKeyToTheirEnd)
           many.substr(0, 1023) },
         { "WB:on\r\nX", upnp_client_db_get_webbrowse, "on\r" },
         { "DV:\nX", upnp_client_db_get_default_view, "" },
-        { "NA:A", upnp_client_db_get_default_view, "(null)" },
+        { "NA:A", upnp_client_db_get_default_view, "-" },
         { "TR:a,b \t\r\nX", upnp_client_db_get_supported_transcoding_profiles,
           "a,b" },
         { "TR:" + many, upnp_client_db_get_supported_transcoding_profiles,
@@ -75,7 +75,7 @@ TEST(Values, RunFromTheKeyToTheirEnd)
         { "XM:AASCALE=" + many, upnp_client_db_albumart_scaling,
           many.substr(0, 63) },
         { "XM:AASCALE", upnp_client_db_albumart_scaling, "" },
-        { "XM:AASC", upnp_client_db_albumart_scaling, "(null)" },
+        { "XM:AASC", upnp_client_db_albumart_scaling, "-" },
     };
     for (const auto &c : cases) {
         ClientTestDb db(">>\n" + c.section + "\n>>\n");
@@ -103,8 +103,8 @@ TEST(Values, ExtraParamsNumbersAndLevels)
     ClientTestDb      db(">>\nTP:aac,-b 1,2\r\nTP:" + cut_name +
                          "+rest\nQQ=-12x\nQR=4294967297\n>>\n");
     EXPECT_EQ(take(upnp_client_db_get_extra_params(0, "aac")), "-b 1,2");
-    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, "aa")), "(null)");
-    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, nullptr)), "(null)");
+    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, "aa")), "-");
+    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, nullptr)), "-");
     EXPECT_EQ(
         take(upnp_client_db_get_extra_params(0, (cut_name + "longer").c_str())),
         "+rest");
@@ -195,6 +195,6 @@ TEST(Lists, NameTypesAndMachines)
     EXPECT_EQ(upnp_client_db_have_netgear_rtp_client(), 1);
     EXPECT_EQ(take(upnp_client_get_friendlyname(19)), "first");
     EXPECT_EQ(take(upnp_client_db_get_updated_view(19)), "Music");
-    EXPECT_EQ(take(upnp_client_get_friendlyname(1)), "(null)");
-    EXPECT_EQ(take(upnp_client_db_get_updated_view(1)), "(null)");
+    EXPECT_EQ(take(upnp_client_get_friendlyname(1)), "-");
+    EXPECT_EQ(take(upnp_client_db_get_updated_view(1)), "-");
 }
