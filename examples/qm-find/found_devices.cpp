@@ -7,15 +7,16 @@
 #include "qm-find/found_devices.h"
 
 #include "common/ssdp_text.h"
+#include "qm-find/console.h"
 #include "ssdp/upnp_ssdp.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
-#include <string>
 #include <string_view>
 
+using find::printable;
 using ssdp_text::field;
 using ssdp_text::is_same;
 
@@ -63,16 +64,6 @@ static bool remove_locked(std::string_view udn)
 }
 
 // --- Packets -----------------------------------------------------------------
-
-static std::string printable(std::string_view text)
-{
-    std::string result(text);
-
-    std::replace_if(
-        result.begin(), result.end(),
-        [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
-    return result;
-}
 
 static void greet(std::string_view packet, std::string_view udn,
                   std::string_view type)

@@ -10,8 +10,7 @@ namespace find {
 //     found  UDN  TYPE  LOCATION  SERVER
 //     gone   UDN
 //
-// Fields stand behind tabs; bytes that a terminal could take for commands are
-// shown as "?".
+// Fields stand behind tabs.
 void print_devices();
 
 }

@@ -1,42 +1,42 @@
-// main.cpp - looks for devices on all networks and prints each as it appears.
+// main.cpp - finds devices, and asks them for what they have.
 
-#include "clientdb/upnp_client_table.h"
 #include "config/upnp_ini_file.h"
-#include "qm-find/found_devices.h"
+#include "http/http_client.h"
+#include "qm-find/commands.h"
 #include "runtime/upnp_exit.h"
 #include "runtime/upnp_mem.h"
-#include "runtime/upnp_thread.h"
-#include "server/upnp_server.h"
-#include "ssdp/upnp_ssdp.h"
 
-#include <atomic>
-#include <cerrno>
-#include <charconv>
 #include <cinttypes>
-#include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <string_view>
 
-static constexpr int BAD_USAGE = 2;
+// Somebody waits for each answer.
+static constexpr int32_t ANSWER_TIMEOUT_S = 10;
 
-static constexpr char usage[] = "usage: qm-find [-t SECONDS] [--watch]\n";
-
-// Packets get lost, so each search is repeated; --watch goes on with it.
-static constexpr int32_t FIRST_INTERVAL_S = 1;
-static constexpr int32_t WATCH_INTERVAL_S = 30;
-
-static constexpr int32_t STOP_STEP_MS = 10;
-static constexpr int32_t STOP_STEPS = 500;
+static constexpr size_t ANY = SIZE_MAX;
 
 namespace {
-struct Options {
-    int32_t seconds = 5;
-    bool    watches = false;
+struct Command {
+    const char *name;
+    size_t      least, most;  // arguments
+    int (*run)(find::Arguments arguments);
+    const char *usage;
 };
 }
+
+// The first one takes what begins with no name.
+// clang-format off
+static constexpr Command commands[] = {
+    { "search",   0, 3,   find::search,   "[-t SECONDS] [--watch]" },
+    { "describe", 1, 1,   find::describe, "describe URL" },
+    { "browse",   1, 4,   find::browse,   "browse [--depth N] URL [OBJECT-ID]" },
+    { "get",      2, 2,   find::get,      "get URL FILE" },
+    { "post",     2, 3,   find::post,     "post URL FILE [TYPE]" },
+    { "soap",     2, ANY, find::soap,     "soap URL ACTION [NAME=VALUE]..." },
+};
+// clang-format on
 
 // Critical messages are failures: the library alone would end with success.
 static int32_t exit_with_failure(int32_t)
@@ -44,100 +44,47 @@ static int32_t exit_with_failure(int32_t)
     exit(EXIT_FAILURE);
 }
 
-// Threads inherit the mask, so the signals reach nobody but the wait.
-static sigset_t block_signals()
+static void print_usage()
 {
-    sigset_t signals;
+    const char *start = "usage:";
 
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    return signals;
-}
-
-static bool read_seconds(const char *text, int32_t &seconds)
-{
-    const char *end = text ? text + strlen(text) : nullptr;
-    auto        result = std::from_chars(text, end, seconds);
-
-    return text && result.ec == std::errc() && result.ptr == end && seconds > 0;
-}
-
-static bool read_command_line(char **arguments, Options &options)
-{
-    for (++arguments; *arguments; ++arguments) {
-        if (strcmp(*arguments, "--watch") == 0)
-            options.watches = true;
-        else if (strcmp(*arguments, "-t") != 0 ||
-                 !read_seconds(*++arguments, options.seconds))
-            return false;
-    }
-    return true;
-}
-
-static void prepare_search(const Options &options)
-{
-    upnp_ssdp_isControlPoint(1);
-    upnp_ssdp_enable_search_remoteui_server(1);
-    upnp_ssdp_enable_search_remoteui_client(1);
-    upnp_ssdp_enable_search_igd(1);
-    upnp_ssdp_set_enable_quick_msearches(1);
-    upnp_ssdp_set_msearch_initial_interval(FIRST_INTERVAL_S);
-    if (options.watches)
-        upnp_ssdp_set_msearch_interval(WATCH_INTERVAL_S);
-    find::print_devices();
-}
-
-// Waits for a signal, or for the time to be over.
-static void wait_for_end(const sigset_t &signals, const Options &options)
-{
-    timespec time = { options.seconds, 0 };
-
-    while (sigtimedwait(&signals, nullptr, options.watches ? nullptr : &time) ==
-               -1 &&
-           errno == EINTR) {}
-}
-
-static void search_until(const sigset_t &signals, const Options &options)
-{
-    uint32_t state = UPNP_SERVER_STOPPED;
-    int64_t  used_before = upnp_mem_used();
-
-    prepare_search(options);
-    std::atomic_ref(g_server_running).store(1);
-    upnp_server_start(&state);
-    wait_for_end(signals, options);
-
-    std::atomic_ref(g_server_running).store(0);
-    upnp_server_stop(&state);
-    // The threads end by themselves, within a step of their own. The library
-    // keeps note of whoever asked this program for a page.
-    for (int32_t i = 0; i < STOP_STEPS && upnp_mem_used() != used_before; ++i) {
-        exit_client_table();
-        Sleep(STOP_STEP_MS);
+    for (const Command &row : commands) {
+        fprintf(stderr, "%s qm-find %s\n", start, row.usage);
+        start = "      ";
     }
 }
 
-int main(int, char **argv)
+static int run_command(find::Arguments arguments)
 {
-    sigset_t signals = block_signals();
-    Options  options;
-    int64_t  used_at_start;
-    int      result = BAD_USAGE;
+    const Command *command = commands;
+    int            result = find::BAD_USAGE;
+
+    for (const Command &row : commands) {
+        if (!arguments.empty() && strcmp(arguments[0], row.name) == 0) {
+            command = &row;
+            arguments = arguments.subspan(1);
+            break;
+        }
+    }
+    if (command->least <= arguments.size() && arguments.size() <= command->most)
+        result = command->run(arguments);
+    if (result == find::BAD_USAGE)
+        print_usage();
+    return result;
+}
+
+int main(int argc, char **argv)
+{
+    int64_t used_at_start;
+    int     result;
 
     upnp_mem_init();
     used_at_start = upnp_mem_used();
     register_upnp_exit_function(exit_with_failure);
     upnp_ini_file_init();
+    HTTP_set_connection_timeout(ANSWER_TIMEOUT_S);
 
-    if (read_command_line(argv, options)) {
-        search_until(signals, options);
-        result = EXIT_SUCCESS;
-    } else {
-        fputs(usage, stderr);
-    }
+    result = run_command({ argv + (argc > 0), argv + argc });
 
     upnp_ini_file_release();
     if (upnp_mem_used() != used_at_start) {

@@ -2,6 +2,7 @@
 
 #include "qm-serve/soap.h"
 
+#include "common/xml_names.h"
 #include "documents/upnp_xml_write.h"
 #include "http/http_pages.h"
 #include "qm-serve/file_cache.h"
@@ -10,34 +11,17 @@
 
 #include <charconv>
 #include <cstring>
-#include <memory>
-#include <string_view>
 
 static constexpr char xml_type[] = "text/xml; charset=\"utf-8\"";
 static constexpr char declaration[] =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
 
 using namespace serve;
-
-using Tree = std::unique_ptr<XmlNode, decltype(&upnp_xml_release)>;
+using xml_names::find;
+using xml_names::is_called;
+using xml_names::Tree;
 
 // --- Reading ----------------------------------------------------------------
-
-// "s:Body" is "Body" with any prefix.
-static bool is_called(const XmlNode *node, std::string_view name)
-{
-    std::string_view whole = node->name;
-    size_t           colon = whole.rfind(':');
-
-    return whole.substr(colon == whole.npos ? 0 : colon + 1) == name;
-}
-
-static const XmlNode *find(const XmlNode *node, std::string_view name)
-{
-    while (node && !is_called(node, name))
-        node = node->next;
-    return node;
-}
 
 // The element in the body of an envelope; null if there is none.
 static const XmlNode *find_action(const XmlNode *tree)

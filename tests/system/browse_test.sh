@@ -3,64 +3,12 @@
 # ConnectionManager, as SOAP requests see them; and its settings.
 set -u
 serve=$1
-
-failures=0
-server=
-work=$(mktemp -d)
-trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
-cd "$work" || exit 1
-
-# check WHY EXPECTED ACTUAL
-check() {
-    [ "$2" = "$3" ] && return
-    failures=$((failures + 1))
-    printf 'FAILED %s\n  expected: %s\n  actual:   %s\n' "$1" "$2" "$3"
-}
-
-# call SERVICE ACTION [ARGUMENT VALUE]... - the answer. Values are escaped.
-call() {
-    service=$1
-    action=$2
-    shift 2
-    arguments=
-    while [ $# -gt 0 ]; do
-        arguments="$arguments<$1>$2</$1>"
-        shift 2
-    done
-    curl -s "$url/$service/Control" -H 'Content-Type: text/xml; charset="utf-8"' \
-        --data-binary "<?xml version=\"1.0\"?>
-<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\">
-<s:Body><u:$action xmlns:u=\"urn:schemas-upnp-org:service:$service:1\">
-$arguments</u:$action></s:Body></s:Envelope>"
-}
-
-# browse ID FLAG FILTER START COUNT ORDER, search ID CRITERIA FILTER START COUNT
-# ORDER
-browse() {
-    call ContentDirectory Browse ObjectID "$1" BrowseFlag "Browse$2" \
-        Filter "$3" StartingIndex "$4" RequestedCount "$5" SortCriteria "$6"
-}
-search() {
-    call ContentDirectory Search ContainerID "$1" SearchCriteria "$2" \
-        Filter "$3" StartingIndex "$4" RequestedCount "$5" SortCriteria "$6"
-}
-
-# value NAME - of that argument of an answer, unescaped.
-value() {
-    tr '\n' ' ' | sed "s/.*<$1>\(.*\)<\/$1>.*/\1/; s/&lt;/</g; s/&gt;/>/g
-        s/&quot;/\"/g; s/&apos;/'/g; s/&amp;/\&/g"
-    echo
-}
-
-# titles, ids and urls of the objects of an answer, one a line.
-objects() { value Result | sed 's/<item/\n<item/g; s/<container/\n<container/g'; }
-titles() { objects | sed -n 's/.*<dc:title>\(.*\)<\/dc:title>.*/\1/p'; }
-ids() { objects | sed -n 's/^<[a-z]* id="\([^"]*\)".*/\1/p'; }
-urls() { objects | sed -n 's/.*>\(http:[^<]*\)<.*/\1/p'; }
-joined() { paste -sd '|'; }
+# shellcheck source=tests/system/loopback.sh
+. "$(dirname "$0")/loopback.sh"
+# shellcheck source=tests/system/soap.sh
+. "$(dirname "$0")/soap.sh"
 
 mkdir -p media/many media/sub/deeper data
-mkfifo pipe
 seq -f 'media/many/f%05.0f.txt' 0 9999 | xargs touch
 long=$(printf '%.0s&' $(seq 60))
 for name in "<b> & \"c\" 'd'.mp3" "Äpfel.png" "$(printf 'a\tb\001c\377')" "$long"; do
@@ -71,18 +19,8 @@ ln -s ../.. media/sub/deeper/loop
 
 # start [FOLDER] OPTION... - sets url, without the "/" at its end.
 start() {
-    "$serve" "$@" -appdata "$work/data" -inipath "$work/data" >pipe &
-    server=$!
-    exec 3<pipe
-    read -r url <&3 || exit 1
-    url=${url%/}
-}
-
-stop() {
-    kill "$server"
-    wait "$server"
-    check "exit status, which tells of lost memory too" 0 $?
-    server=
+    launch "$serve" "$@" -appdata "$work/data" -inipath "$work/data"
+    url=${line%/}
 }
 
 start media -ip 127.0.0.1
@@ -247,4 +185,4 @@ stop
 check "help" "usage: $serve" "$("$serve" --help | grep -m 1 usage)"
 "$serve" -appdata "$work" -inipath "$work" >part 2>&1
 check "no folder at all" 2 $?
-exit $((failures > 0))
+finish

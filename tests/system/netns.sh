@@ -6,10 +6,8 @@
 # test is skipped.
 # shellcheck shell=sh
 
-skip() {
-    echo "skipped: $1"
-    exit 77
-}
+# shellcheck source=tests/system/checks.sh
+. "$(dirname "$0")/checks.sh"
 
 if [ -z "${QM_OWN_NAMESPACES:-}" ]; then
     set -- unshare --net --mount --pid --fork --kill-child --mount-proc \
@@ -27,32 +25,6 @@ work=/run/test
 mkdir "$work" /run/netns
 export HOME="$work"
 cd "$work" || exit 1
-failures=0
-
-# check WHY EXPECTED ACTUAL
-check() {
-    [ "$2" = "$3" ] && return
-    failures=$((failures + 1))
-    printf 'FAILED %s\n  expected: %s\n  actual:   %s\n' "$1" "$2" "$3"
-}
-
-# await WHY COMMAND... - until the command succeeds, for 20 s.
-await() {
-    await_why=$1
-    await_end=$(($(date +%s) + 20))
-    shift
-    while [ "$(date +%s)" -lt $await_end ]; do
-        "$@" >/dev/null 2>&1 && return
-        sleep 0.02
-    done
-    check "$await_why" "in time" "never"
-}
-
-# The last command of a test.
-finish() {
-    [ "$failures" -eq 0 ] || echo "$failures checks failed"
-    [ "$failures" -eq 0 ]
-}
 
 # --- Hosts --------------------------------------------------------------------
 
@@ -93,10 +65,4 @@ start() {
     server=$!
     await "start of qm-serve" test -s urls
     [ -s urls ] || exit 1
-}
-
-stop() {
-    kill "$server"
-    wait "$server"
-    check "exit status, which tells of lost memory too" 0 $?
 }

@@ -5,37 +5,16 @@ set -u
 serve=$1
 driver=$2
 sanitizers=${3-}
+# shellcheck source=tests/system/loopback.sh
+. "$(dirname "$0")/loopback.sh"
 
 RSS_LIMIT_KB=24576
-failures=0
-server=
-work=$(mktemp -d)
-trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
-cd "$work" || exit 1
 
-# check WHY EXPECTED ACTUAL
-check() {
-    [ "$2" = "$3" ] && return
-    failures=$((failures + 1))
-    printf 'FAILED %s\n  expected: %s\n  actual:   %s\n' "$1" "$2" "$3"
-}
-
-# start OPTION... - sets url, without the "/" at its end, and port. Reading the
-# pipe waits for the URL, or for the end of a server that failed.
+# start OPTION... - sets url, without the "/" at its end, and port.
 start() {
-    "$serve" "$work/media" -ip 127.0.0.1 -appdata "$work/settings" "$@" >"$work/pipe" &
-    server=$!
-    exec 3<"$work/pipe"
-    read -r url <&3 || exit 1
-    url=${url%/}
+    launch "$serve" "$work/media" -ip 127.0.0.1 -appdata "$work/settings" "$@"
+    url=${line%/}
     port=${url##*:}
-}
-
-stop() {
-    kill "$server"
-    wait "$server"
-    check "exit status, which tells of lost memory too" 0 $?
-    server=
 }
 
 get() { curl -s --path-as-is "$@"; }
@@ -68,7 +47,6 @@ make_deep_mp4() {
 }
 
 mkdir media media/sub up
-mkfifo pipe
 seq 1000 >media/plain.txt
 : >media/empty.txt
 make_wav >media/tone.wav
@@ -275,5 +253,4 @@ check "what lies in the folder" "link (2).txt link.txt my song (2).mp3 my song.m
 check "upload outside its URL" 404 "$(status -d data "$url/media/new")"
 stop
 
-[ "$failures" -eq 0 ] || echo "$failures checks failed"
-[ "$failures" -eq 0 ]
+finish

@@ -4,36 +4,19 @@
 set -u
 program=$1
 driver=$2
+# shellcheck source=tests/system/loopback.sh
+. "$(dirname "$0")/loopback.sh"
 
-failures=0
-server=
-work=$(mktemp -d)
-trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
-cd "$work" || exit 1
 head -c 100M /dev/urandom >file
-mkfifo pipe held never
-
-# check WHY EXPECTED ACTUAL
-check() {
-    [ "$2" = "$3" ] && return
-    failures=$((failures + 1))
-    printf 'FAILED %s\n  expected: %s\n  actual:   %s\n' "$1" "$2" "$3"
-}
+mkfifo held never
 
 # start [HANDSHAKE-MS IDLE-MS] - sets plain, port, token and url.
 start() {
-    "$program" serve server.crt server.key file "$@" >pipe &
-    server=$!
-    exec 3<pipe
-    read -r plain port token <&3 || exit 1
+    launch "$program" serve server.crt server.key file "$@"
+    read -r plain port token <<END
+$line
+END
     url=https://127.0.0.1:$port/resources
-}
-
-stop() {
-    kill "$server"
-    wait "$server"
-    check "exit status, which tells of lost memory too" 0 $?
-    server=
 }
 
 get() { curl -s --cacert server.crt --max-time 60 "$@"; }
@@ -202,5 +185,4 @@ stop
 "$program" serve server.crt server.key file >/dev/null 2>&1
 check "start with a broken key" 1 $?
 
-[ "$failures" -eq 0 ] || echo "$failures checks failed"
-[ "$failures" -eq 0 ]
+finish
