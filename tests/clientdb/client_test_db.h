@@ -78,4 +78,10 @@ struct ClientTestDb {
     std::string               directory;
 };
 
+// The clients.data of a test.
+inline std::string read_file(const ClientTestDb &db)
+{
+    return read_file(db.directory + "/clients.data");
+}
+
 #endif

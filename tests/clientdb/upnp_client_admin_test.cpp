@@ -22,14 +22,9 @@ static constexpr char mac[] = "AA:BB:CC:DD:EE:0F";
 // "-" for null.
 static std::string take(UpnpString *text)
 {
-    std::string copy = text ? text->buffer : "-";
+    std::string copy = text_of(text ? text->buffer : nullptr);
     upnp_string_free(text);
     return copy;
-}
-
-static std::string read_file(const ClientTestDb &db)
-{
-    return read_file(db.directory + "/clients.data");
 }
 
 static void write_file(const ClientTestDb &db, const std::string &text)
@@ -142,8 +137,8 @@ TEST(File, HoldsWholeRecordsWhenItsWriterIsKilled)
         cut += id > 0;
         for (const ClientEntry *e = g_pClients; e; e = e->next, ++id) {
             EXPECT_EQ(e->id, id);
-            EXPECT_EQ(take(upnp_strdup_impl(e->friendly_name)),
-                      id ? std::string(12 * id, 'n') : "(null)");
+            EXPECT_EQ(text_of(e->friendly_name),
+                      id ? std::string(12 * id, 'n') : "-");
         }
         exit_client_table();
     }

@@ -21,11 +21,12 @@ TEST(ShippedTypes, AreFoundByTheHeadsThatDevicesSend)
         if (line.empty() || line[0] == '#')
             continue;
         ASSERT_TRUE(std::regex_match(line, field, record)) << line;
-        EdgeText head("GET /media/clip.mp4 HTTP/1.1\r\nHost: 10.0.0.5:9000\r\n" +
-                      std::regex_replace(field.str(3), gap, "\r\n") +
-                      "\r\nConnection: close\r\n\r\n");
-        int32_t  fix_level = -1;
-        char    *name = nullptr;
+        EdgeText head(
+            "GET /media/clip.mp4 HTTP/1.1\r\nHost: 10.0.0.5:9000\r\n" +
+            std::regex_replace(field.str(3), gap, "\r\n") +
+            "\r\nConnection: close\r\n\r\n");
+        int32_t fix_level = -1;
+        char   *name = nullptr;
         upnp_client_db_check_header(head.data, nullptr, &fix_level, nullptr,
                                     nullptr, &name);
         EXPECT_EQ(take(name), field.str(1)) << line;

@@ -56,26 +56,26 @@ TEST(Queries, AnswerNothingForAnUnknownType)
 TEST(Values, RunFromTheKeyToTheirEnd)
 {
     static const std::string many(2000, 'a');
-    static const struct {
+    auto                     file = upnp_client_db_get_description_file;
+    auto profiles = upnp_client_db_get_supported_transcoding_profiles;
+    auto scaling = upnp_client_db_albumart_scaling;
+    auto view = upnp_client_db_get_default_view;
+    const struct {
         std::string section;
         char *(*ask)(int32_t);
         std::string expected;
     } cases[] = {
-        { "DF:a.xml\r\n", upnp_client_db_get_description_file, "a.xml" },
-        { "DF:" + many, upnp_client_db_get_description_file,
-          many.substr(0, 1023) },
+        { "DF:a.xml\r\n", file, "a.xml" },
+        { "DF:" + many, file, many.substr(0, 1023) },
         { "WB:on\r\nX", upnp_client_db_get_webbrowse, "on\r" },
-        { "DV:\nX", upnp_client_db_get_default_view, "" },
-        { "NA:A", upnp_client_db_get_default_view, "-" },
-        { "TR:a,b \t\r\nX", upnp_client_db_get_supported_transcoding_profiles,
-          "a,b" },
-        { "TR:" + many, upnp_client_db_get_supported_transcoding_profiles,
-          many },
-        { "XM:AASCALE=160# X", upnp_client_db_albumart_scaling, "160" },
-        { "XM:AASCALE=" + many, upnp_client_db_albumart_scaling,
-          many.substr(0, 63) },
-        { "XM:AASCALE", upnp_client_db_albumart_scaling, "" },
-        { "XM:AASC", upnp_client_db_albumart_scaling, "-" },
+        { "DV:\nX", view, "" },
+        { "NA:A", view, "-" },
+        { "TR:a,b \t\r\nX", profiles, "a,b" },
+        { "TR:" + many, profiles, many },
+        { "XM:AASCALE=160# X", scaling, "160" },
+        { "XM:AASCALE=" + many, scaling, many.substr(0, 63) },
+        { "XM:AASCALE", scaling, "" },
+        { "XM:AASC", scaling, "-" },
     };
     for (const auto &c : cases) {
         ClientTestDb db(">>\n" + c.section + "\n>>\n");
@@ -91,23 +91,22 @@ TEST(Values, ExtraParamsNumbersAndLevels)
     } levels[] = {
         { "XM:DLNA10", 10 },           { "XM:DLNA15", 15 },
         { "XM:DLNANO", -1 },           { "XM:DLNA20", 0 },
-        { "XM:DLNA15 XM:DLNA10", 15 }, { "XM:DLNA", 0 },
-        { "XM:DLNAx XM:DLNA10", 0 },
+        { "XM:DLNA15 XM:DLNA10", 15 }, { "XM:DLNAx XM:DLNA10", 0 },
     };
     for (const auto &c : levels) {
         ClientTestDb db(std::string(">>") + c.section + "\n>>\n");
         EXPECT_EQ(upnp_client_db_DLNA_version(0), c.version) << c.section;
     }
 
-    const std::string cut_name(28, 'n');
-    ClientTestDb      db(">>\nTP:aac,-b 1,2\r\nTP:" + cut_name +
+    const std::string cut(28, 'n');
+    ClientTestDb      db(">>\nTP:aac,-b 1,2\r\nTP:" + cut +
                          "+rest\nQQ=-12x\nQR=4294967297\n>>\n");
-    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, "aac")), "-b 1,2");
-    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, "aa")), "-");
-    EXPECT_EQ(take(upnp_client_db_get_extra_params(0, nullptr)), "-");
-    EXPECT_EQ(
-        take(upnp_client_db_get_extra_params(0, (cut_name + "longer").c_str())),
-        "+rest");
+    auto              params = [](const char *name) {
+        return take(upnp_client_db_get_extra_params(0, name));
+    };
+    EXPECT_EQ(params("aac"), "-b 1,2");
+    EXPECT_EQ(params("aa") + params(nullptr), "--");
+    EXPECT_EQ(params((cut + "longer").c_str()), "+rest");
     EXPECT_EQ(upnp_client_db_get_value(0, "QQ="), -12);
     EXPECT_EQ(upnp_client_db_get_value(0, "QR="), 1);
     EXPECT_EQ(upnp_client_db_get_value(0, nullptr), 0);
@@ -121,21 +120,19 @@ TEST(Keyword, CopiesBehindThreeCharacters)
         int32_t     running;
         const char *expected;
     } cases[] = {
-        { "NA:ABCDE", "NA:", 4, 1, "ABC" },
-        { "NA:ABCDE", "NA:", 64, 1, "ABCDE" },
-        { "NA:ABCDE", "NA:", 64, 0, "A" },
-        { "NA:A\tB", "NA:", 64, 1, "A" },
-        { "NA:A\xC3\xA4", "NA:", 64, 1, "A" },
-        { "NA:\xC3\xA4", "NA:", 64, 1, "" },
-        { "NA:ABCDE", "N", 64, 1, "ABCDE" },
+        // clang-format off
+        { "NA:ABCDE", "NA:",    4,  1, "ABC" },
+        { "NA:ABCDE", "NA:",    64, 1, "ABCDE" },
+        { "NA:ABCDE", "NA:",    64, 0, "A" },
+        { "NA:A\tB",  "NA:",    64, 1, "A" },
+        { "NA:A\xC3", "NA:",    64, 1, "A" },  { "NA:\xC3", "NA:", 64, 1, "" },
+        { "NA:ABCDE", "N",      64, 1, "ABCDE" },
         { "NA:ABCDE", "NA:ABC", 64, 1, "ABCDE" },
-        { "NA:", "NA:", 64, 1, "" },
-        { "xxNA", "NA", 64, 1, "" },
-        { "xxxN", "N", 64, 1, "" },
-        { "NA:A", "NA:", 1, 1, "" },
-        { "NA:A", "NA:", 0, 1, "" },
-        { "NA:A", nullptr, 64, 1, "" },
-        { nullptr, "NA:", 64, 1, "" },
+        { "NA:",      "NA:",    64, 1, "" },   { "xxNA",  "NA",  64, 1, "" },
+        { "xxxN",     "N",      64, 1, "" },   { "NA:A",  "NA:", 1,  1, "" },
+        { "NA:A",     "NA:",    0,  1, "" },   { nullptr, "NA:", 64, 1, "" },
+        { "NA:A",     nullptr,  64, 1, "" },
+        // clang-format on
     };
     for (const auto &c : cases) {
         char     buffer[64] = "old";
@@ -143,7 +140,7 @@ TEST(Keyword, CopiesBehindThreeCharacters)
         shared::store(g_server_running, c.running);
         int32_t copied = upnp_client_db_getKeyword(
             c.section ? section.data : nullptr, buffer, c.size, c.key);
-        EXPECT_STREQ(buffer, c.expected) << (c.section ? c.section : "null");
+        EXPECT_STREQ(buffer, c.expected) << text_of(c.section);
         EXPECT_EQ(copied, *c.expected != '\0');
     }
     shared::store(g_server_running, 0);
@@ -167,7 +164,7 @@ TEST(MimeTypes, AreFoundByTheFirstPlaceOfTheExtension)
     for (const auto &c : cases)
         EXPECT_STREQ(upnp_client_db_needs_special_mime_type(c.id, c.extension),
                      c.expected)
-            << (c.extension ? c.extension : "null");
+            << text_of(c.extension);
 
     EXPECT_STREQ(upnp_client_db_special_mime_type_get_extension("audio/x-y"),
                  "MP3");
