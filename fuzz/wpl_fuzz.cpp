@@ -2,16 +2,12 @@
 
 #include "documents/upnp_wpl.h"
 #include "documents/upnp_wpl_store.h"
+#include "fuzz/fuzz.h"
 #include "runtime/upnp_mem.h"
 
-#include <cstdlib>
 #include <cstring>
 
-static void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
+using fuzz::require;
 
 static char *half(void *, const char *src)
 {

@@ -1,17 +1,12 @@
 // xml_parse_fuzz.cpp - any bytes as XML: parsed, searched, copied, released.
 
 #include "documents/upnp_xml.h"
+#include "fuzz/fuzz.h"
 #include "runtime/upnp_mem.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
-static void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
+using fuzz::require;
 
 // Every name that is in the tree is found, and stands in its place.
 static void search(const XmlNode *root, const XmlNode *node)
@@ -28,12 +23,9 @@ static void search(const XmlNode *root, const XmlNode *node)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    // A block of the exact size, so that reading on is seen.
-    auto    text = std::make_unique<char[]>(size + 1);
+    auto    text = fuzz::make_text(data, size).bytes;
     int64_t used = upnp_mem_used();
-
-    memcpy(text.get(), data, size);
-    size_t length = strlen(text.get());
+    size_t  length = strlen(text.get());
 
     XmlNode *root = upnp_xml_parse(text.get());
     if (root) {
