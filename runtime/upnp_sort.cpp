@@ -61,14 +61,15 @@ char *upnp_utf8_next_char(const char *text)
 int32_t upnp_get_utf8_sortchar(int32_t first, int32_t second)
 {
     auto    lead = static_cast<uint8_t>(first);
+    auto    next = static_cast<uint8_t>(second);
     uint8_t index = UINT8_MAX;
 
     // C2 leads 0x80 to 0xBF, whose index lies above the table: that row has no
     // folds. Only a malformed second byte gets one.
     if (lead == 0xC3)
-        index = static_cast<uint8_t>(second + 0x80);
+        index = static_cast<uint8_t>(next + 0x80);
     else if (lead == 0xC2)
-        index = static_cast<uint8_t>(second + 0x40);
+        index = static_cast<uint8_t>(next + 0x40);
 
     if (index < folds.size() && folds[index] != '-')
         return folds[index];

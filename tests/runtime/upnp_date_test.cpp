@@ -2,13 +2,12 @@
 
 #include "runtime/upnp_date.h"
 
-#include "runtime/upnp_mem.h"
 #include "support/edge_text.h"
+#include "support/take.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
 
 static constexpr time_t moment = 1246503845;  // 2009-07-02T03:04:05 UTC
 static time_t           clock_now;            // 0: the real clock
@@ -96,8 +95,7 @@ TEST(DateParser, TakesTheNumbersAsUtcInEachZone)
         { "2009-07-02", moment - 11045 },
         { "2009-07-02T03", moment - 245 },
         { "2009-07", 1246320000 },         // day 0
-        { "2009", 1228003200 },            // month 0, day 0
-        { "1970 01:00:00", 4292206096u },  // 32 days and an hour before 1970
+        { "1970 01:00:00", 4292206096u },  // month 0, day 0: before 1970
     };
 
     for (const char *zone :
@@ -185,11 +183,10 @@ TEST(Duration, IsWrittenInTwoForms)
     };
 
     for (const auto &c : cases) {
-        char  padded[16];
-        char *plain = upnp_duration_to_string(static_cast<uint32_t>(c.ms));
+        char padded[16];
         upnp_format_time(c.ms, padded);
         EXPECT_STREQ(padded, c.padded);
-        EXPECT_STREQ(plain, c.plain);
-        upnp_free_impl(plain);
+        EXPECT_EQ(take(upnp_duration_to_string(static_cast<uint32_t>(c.ms))),
+                  c.plain);
     }
 }

@@ -1,109 +1,109 @@
-// upnp_dlna_test.cpp - DLNA flags, protocolInfo, image sizes, media names, UDNs.
+// upnp_dlna_test.cpp - DLNA flags, protocolInfo, image sizes, names and UDNs.
 
 #include "config/upnp_ini_file.h"
 #include "runtime/upnp_dlna.h"
 #include "runtime/upnp_media_name.h"
-#include "runtime/upnp_mem.h"
 #include "runtime/upnp_udn.h"
 #include "support/edge_text.h"
 #include "support/failing_heap.h"
+#include "support/take.h"
 
+#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
 #include <unistd.h>
-
-// The text of a result that the caller frees, or "(null)".
-static std::string take(char *text)
-{
-    std::string copy = text ? text : "(null)";
-
-    if (text)
-        upnp_free_impl(text);
-    return copy;
-}
 
 TEST(DlnaFlags, AreReadFromEightDigits)
 {
     static const struct {
         const char *why, *text;
         uint32_t    flags;
+        const char *with_bit_24;
     } cases[] = {
-        { "behind the mark", "a;DLNA.ORG_FLAGS=01700000000000", 0x01700000 },
-        { "bare", "0D5000000", 0x0d500000 },
-        { "begins with a letter", "DLNA.ORG_FLAGS=C1000000", 0 },
-        { "too short", "0170000", 0 },
-        { "no digits", "01xx0000", 0 },
-        { "none", "", 0 },
+        // clang-format off
+        { "behind the mark", "a;DLNA.ORG_FLAGS=02700000000000;b", 0x02700000,
+          "a;DLNA.ORG_FLAGS=03700000000000;b" },
+        { "bare",                 "0d5000000", 0x0D500000, "0D5000000" },
+        { "begins with a letter", "C1000000",  0,          "C1000000" },
+        { "too short",            "0170000",   0,          "0170000" },
+        { "no digits",            "01xx0000",  0,          "01000000" },
+        { "none",                 "",          0,          "" },
+        // clang-format on
     };
     for (const auto &c : cases) {
         EdgeText text(c.text);
         EXPECT_EQ(dlnaflagstring_flags_get_from_string(text.data), c.flags)
             << c.why;
+        EXPECT_EQ(dlnaflagstring_bit_set_in_string(text.data, 24), 0) << c.why;
+        EXPECT_STREQ(text.data, c.with_bit_24) << c.why;
+        EXPECT_EQ(dlnaflagstring_bit_set_in_string(text.data, 33), -1);
     }
     EXPECT_EQ(dlnaflagstring_flags_get_from_string(nullptr), 0u);
-    EXPECT_EQ(dlnaflagstring_bit_get_from_string("00000001", 0), 1);
-    EXPECT_EQ(dlnaflagstring_bit_get_from_string("00000001", 32), 1);
-    EXPECT_EQ(dlnaflagstring_bit_get_from_string("00000001", 33), 0);
-
-    char text[] = "x;DLNA.ORG_FLAGS=00000000;y";
-    EXPECT_EQ(dlnaflagstring_bit_set_in_string(text, 24), 0);
-    EXPECT_STREQ(text, "x;DLNA.ORG_FLAGS=01000000;y");
-    EXPECT_EQ(dlnaflagstring_bit_set_in_string(text, 33), -1);
-    char unusable[] = "A0000000";
-    EXPECT_EQ(dlnaflagstring_bit_set_in_string(unusable, 1), 0);
-    EXPECT_STREQ(unusable, "A0000000");
+    for (uint32_t bit : { 0, 32, 33 })
+        EXPECT_EQ(dlnaflagstring_bit_get_from_string("00000001", bit),
+                  bit < 33);
 }
 
 TEST(ProtocolInfo, FieldsAreCountedFromOne)
 {
     static const struct {
         const char *text;
-        int32_t     field, start;  // -1 for none
+        int32_t     field;
+        const char *start;  // what follows included; null for none
         uint32_t    length;
     } cases[] = {
-        { "http-get:*:audio/mpeg:*", 1, 0, 8 },
-        { "http-get:*:audio/mpeg:*", 3, 11, 10 },
-        { "http-get:*:audio/mpeg:*", 4, 22, 1 },
-        { "http-get:*:audio/mpeg:*", 5, -1, 0 },
-        { "http-get:*:audio/mpeg:*", 0, -1, 0 },
-        { "a::c", 2, 2, 0 },
-        { "a:", 2, -1, 0 },
-        { "", 1, -1, 0 },
+        { "http-get:*:audio/mpeg:*", 1, "http-get:*:audio/mpeg:*", 8 },
+        { "http-get:*:audio/mpeg:*", 3, "audio/mpeg:*", 10 },
+        { "http-get:*:audio/mpeg:*", 4, "*", 1 },
+        { "http-get:*:audio/mpeg:*", 5, nullptr, 0 },
+        { "http-get:*:audio/mpeg:*", 0, nullptr, 0 },
+        { "a::c", 2, ":c", 0 },
+        { "a:", 2, nullptr, 0 },
+        { "", 1, nullptr, 0 },
+        { nullptr, 1, nullptr, 0 },
     };
     for (const auto &c : cases) {
-        uint32_t    length = 99;
-        const char *field = upnp_get_protocolInfoField(c.text, c.field, &length);
-        EXPECT_EQ(field ? field - c.text : -1, c.start) << c.text << c.field;
-        EXPECT_EQ(length, c.length) << c.text << c.field;
+        uint32_t length = 99;
+        EXPECT_STREQ(upnp_get_protocolInfoField(c.text, c.field, &length),
+                     c.start);
+        EXPECT_EQ(length, c.length) << c.field;
     }
     EXPECT_EQ(upnp_get_protocolInfoField("a", 1, nullptr), nullptr);
 }
 
 TEST(ProtocolInfo, ParametersAreMeasured)
 {
+    using Result = std::array<uint32_t, 4>;  // whether whole; name, value, all
     static const struct {
         const char *text;
-        int32_t     result;
-        uint32_t    name, value, total;
+        Result      expected;
     } cases[] = {
-        { "DLNA.ORG_PN=MP3;DLNA.ORG_OP=01", 1, 11, 3, 15 },
-        { "a=b c;d", 0, 1, 1, 5 },
-        { "name;x", 0, 4, 0, 4 },
-        { "=v;x", 0, 0, 0, 2 },
-        { "a=", 1, 1, 0, 2 },
-        { "", 0, 0, 0, 0 },
+        { "DLNA.ORG_PN=MP3;DLNA.ORG_OP=01", { 1, 11, 3, 15 } },
+        { "a=b c;d", { 0, 1, 1, 5 } },
+        { "name;x", { 0, 4, 0, 4 } },
+        { "=v;x", { 0, 0, 0, 2 } },
+        { "a=", { 1, 1, 0, 2 } },
+        { "", { 0, 0, 0, 0 } },
     };
     for (const auto &c : cases) {
-        uint32_t name = 9, value = 9, total = 9;
-        EXPECT_EQ(upnp_get_otherParamLength(c.text, &name, &value, &total),
-                  c.result)
-            << c.text;
-        EXPECT_EQ(name, c.name) << c.text;
-        EXPECT_EQ(value, c.value) << c.text;
-        EXPECT_EQ(total, c.total) << c.text;
+        Result got = { 9, 9, 9, 9 };
+        got[0] = static_cast<uint32_t>(
+            upnp_get_otherParamLength(c.text, &got[1], &got[2], &got[3]));
+        EXPECT_EQ(got, c.expected) << c.text;
     }
     EXPECT_EQ(upnp_get_otherParamLength("a=b", nullptr, nullptr, nullptr), 1);
+}
+
+using Size = std::array<int32_t, 2>;
+
+static Size fitted(int32_t width, int32_t height, int32_t box_width,
+                   int32_t box_height)
+{
+    Size size;
+
+    get_proportional_scale(width, height, box_width, box_height, &size[0],
+                           &size[1]);
+    return size;
 }
 
 TEST(Images, FitProfilesAndBoxes)
@@ -114,52 +114,41 @@ TEST(Images, FitProfilesAndBoxes)
     EXPECT_EQ(take(jpeg_map_dlna_profile(4096, 4096)), "JPEG_LRG");
     EXPECT_EQ(take(jpeg_map_dlna_profile(4097, 10)), "(null)");
 
-    static const struct {
-        int32_t width, height, max_width, max_height, out_width, out_height;
-    } cases[] = {
-        { 1000, 500, 100, 100, 100, 50 }, { 500, 1000, 100, 100, 50, 100 },
-        { 100, 100, 200, 200, 200, 200 }, { 3, 2, 100, 100, 100, 67 },
-        { 0, 5, 100, 50, 100, 50 },       { 1, INT32_MAX, 9, 9, 0, 9 },
-    };
-    for (const auto &c : cases) {
-        int32_t width, height;
-        get_proportional_scale(c.width, c.height, c.max_width, c.max_height,
-                               &width, &height);
-        EXPECT_EQ(width, c.out_width);
-        EXPECT_EQ(height, c.out_height);
-    }
+    EXPECT_EQ(fitted(1000, 500, 100, 100), (Size{ 100, 50 }));
+    EXPECT_EQ(fitted(500, 1000, 100, 100), (Size{ 50, 100 }));
+    EXPECT_EQ(fitted(100, 100, 200, 200), (Size{ 200, 200 }));
+    EXPECT_EQ(fitted(3, 2, 100, 100), (Size{ 100, 67 }));
+    EXPECT_EQ(fitted(0, 5, 100, 50), (Size{ 100, 50 }));
+    EXPECT_EQ(fitted(1, INT32_MAX, 9, 9), (Size{ 0, 9 }));
+}
+
+static std::string normalised(std::string text)
+{
+    char out[16];
+
+    upnp_util_scrub_res_duration(text.data(), out);
+    return out;
 }
 
 TEST(Durations, AreNormalised)
 {
-    static const struct {
-        const char *text, *expected;
-    } cases[] = {
-        { "1:02:03.5", "00001:02:03.005" },
-        { "90", "00000:00:59.000" },
-        { "75:10", "00000:59:10.000" },
-        { "1:2:3:4.5000", "00001:03:04.999" },
-        { "999999:00:00", "99999:00:00.000" },
-        { "", "00000:00:00.000" },
-    };
-    for (const auto &c : cases) {
-        char text[32], out[16];
-        strcpy(text, c.text);
-        upnp_util_scrub_res_duration(text, out);
-        EXPECT_STREQ(out, c.expected) << c.text;
-    }
+    EXPECT_EQ(normalised("1:02:03.5"), "00001:02:03.005");
+    EXPECT_EQ(normalised("90"), "00000:00:59.000");
+    EXPECT_EQ(normalised("75:10"), "00000:59:10.000");
+    EXPECT_EQ(normalised("1:2:3:4.5000"), "00001:03:04.999");
+    EXPECT_EQ(normalised("999999:00:00"), "99999:00:00.000");
+    EXPECT_EQ(normalised(""), "00000:00:00.000");
 }
 
 TEST(Names, AreMadeFromPathsAndTexts)
 {
     EXPECT_EQ(take(upnp_build_title_from_filename("/a/b.c.mp3")), "b.c");
-    EXPECT_EQ(take(upnp_build_title_from_filename("C:\\x\\song.mp3")), "song");
+    EXPECT_EQ(take(upnp_build_title_from_filename("C:/x\\song.mp3")), "song");
     EXPECT_EQ(take(upnp_build_title_from_filename("/a/.mp3")), "No Title");
     EXPECT_EQ(take(upnp_build_title_from_filename(nullptr)), "(null)");
     EXPECT_EQ(take(upnp_get_extension("/a.b/c")), "b/c");
     EXPECT_EQ(take(upnp_get_extension(nullptr)), "bin");
-    EXPECT_EQ(take(upnp_remove_bad_chars("a b/c\\d?e:f*g\"h")),
-              "a#b#c#d#e#f#g\"h");
+    EXPECT_EQ(take(upnp_remove_bad_chars(" /\\?:*\"<")), "######\"<");
 
     char name[] = "a<b|\"c";
     upnp_util_convert_string_to_filename(name, 5);
@@ -177,28 +166,29 @@ TEST(Names, AreMadeFromPathsAndTexts)
 
 TEST(EmbeddedUrls, ComeBackAsTheyWereEncoded)
 {
-    std::string url = take(upnp_util_create_embedded_url(
-        "http://h/", "http://a/b?c=d", "mp3"));
-    EXPECT_EQ(url, "http://h/httpproxy/embeddedhttp:%2F%2Fa%2Fb?c%3Dd.mp3");
-    EXPECT_EQ(take(upnp_util_get_embedded_url(url.c_str())),
-              "http:%2F%2Fa%2Fb?c%3Dd");
-    EXPECT_EQ(take(upnp_util_create_embedded_url("b", "u", "toolong")),
-              "b/httpproxy/embeddedu");
-    EXPECT_EQ(take(upnp_util_get_embedded_url("no mark")), "(null)");
+    static constexpr auto create = upnp_util_create_embedded_url;
+    static constexpr auto get = upnp_util_get_embedded_url;
+
+    EXPECT_EQ(take(create("h/", "a:/b=c", "mp3")),
+              "h/httpproxy/embeddeda:%2Fb%3Dc.mp3");
+    EXPECT_EQ(take(create("b", "u", "toolong")), "b/httpproxy/embeddedu");
+    EXPECT_EQ(take(create(nullptr, "u", nullptr)), "httpproxy/embeddedu");
+    EXPECT_EQ(take(create("b", nullptr, "mp3")), "(null)");
+    EXPECT_EQ(take(get("x/httpproxy/embeddedu%2F.a.mp3")), "u%2F.a");
+    EXPECT_EQ(take(get("httpproxy/embeddedu.jpeg")), "u.jpeg");
+    EXPECT_EQ(take(get("no mark")), "(null)");
 }
 
 TEST(Addresses, AreFoundInTexts)
 {
     uint32_t start, length, port;
 
-    EXPECT_NE(upnp_extract_ipaddress("host 10.0.0.1:80", &start, &length),
-              nullptr);
-    EXPECT_EQ(start, 5u);
-    EXPECT_EQ(length, 8u);
+    EXPECT_STREQ(upnp_extract_ipaddress("host 10.0.0.1:80", &start, &length),
+                 "10.0.0.1:80");
+    EXPECT_TRUE(start == 5 && length == 8) << start << " " << length;
     EXPECT_EQ(upnp_extract_ipaddress("none", &start, &length), nullptr);
-    EXPECT_EQ(length, 0u);
-    EXPECT_EQ(take(upnp_copy_ipaddress_and_port("x1.2.3.4..:55/", &port)),
-              "1.2.3.4");
+    EXPECT_TRUE(start == 0 && length == 0) << start << " " << length;
+    EXPECT_EQ(take(upnp_copy_ipaddress_and_port("x1.2..:55", &port)), "1.2");
     EXPECT_EQ(port, 0u);
     EXPECT_EQ(take(upnp_copy_ipaddress_and_port("1.2.3.4:55/", &port)),
               "1.2.3.4");

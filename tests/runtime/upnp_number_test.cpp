@@ -28,11 +28,11 @@ TEST(HexNumbers, StopAtTheLimitOrAtAnotherByte)
     EXPECT_EQ(upnp_hexStringToLong("fffffffe1"), 0xFFFFFFFEu);
     EXPECT_EQ(upnp_hexToi("ffffffff"), -1);
 
+    std::string digits = "0123456789abcdefABCDEF";
     for (int c = -128; c < 256; ++c) {
-        std::string digits = "0123456789abcdefABCDEF";
-        size_t at = c < 0 ? digits.npos : digits.find(static_cast<char>(c));
-        int    value = at == digits.npos ? 0 : static_cast<int>(at);
-        EXPECT_EQ(hexchar_to_i(c), value < 16 ? value : value - 6) << c;
+        size_t at = digits.find(static_cast<char>(c));
+        size_t value = at == digits.npos ? 0 : at < 16 ? at : at - 6;
+        EXPECT_EQ(hexchar_to_i(c), static_cast<int>(value)) << c;
     }
 }
 
@@ -56,10 +56,8 @@ TEST(DecimalNumbers, AreReadWithoutSignAndWrap)
         uint32_t    narrow = 99, wide = 99;
         EXPECT_EQ(upnp_atoui2(text, &narrow), c.narrow) << edge.data;
         EXPECT_EQ(upnp_string_to_longlong(text, &wide), c.wide) << edge.data;
-        EXPECT_EQ(narrow, c.count) << edge.data;
-        EXPECT_EQ(wide, c.count) << edge.data;
+        EXPECT_TRUE(narrow == c.count && wide == c.count) << edge.data;
         EXPECT_EQ(upnp_atoui(text), c.narrow) << edge.data;
-        EXPECT_EQ(upnp_atoui64(text, nullptr), c.wide) << edge.data;
     }
 }
 
@@ -90,17 +88,17 @@ TEST(NumberTexts, AreCutToTheBufferAndTellTheirLength)
     EXPECT_EQ(upnp_longToHexString(0xAB, out), 8);
     EXPECT_STREQ(out, "000000ab");
     EXPECT_EQ(upnp_longToHexString(0, nullptr), 0);
-    EXPECT_EQ(upnp_uint64_to_string(UINT64_MAX, out, sizeof out), 20);
-    EXPECT_STREQ(out, "18446744073709551615");
+    EXPECT_EQ(upnp_uint64_to_string(UINT64_MAX, out, 16), 20);
+    EXPECT_STREQ(out, "184467440737095");
     EXPECT_EQ(upnp_longlong_to_string(INT64_MIN, out, sizeof out), 20);
     EXPECT_STREQ(out, "-9223372036854775808");
-
-    memset(out, 'x', sizeof out);
-    EXPECT_EQ(upnp_uint64_to_string(12345, out, 4), 5);
-    EXPECT_EQ(std::string(out, 5), std::string("123\0x", 5));
-    memset(out, 'x', sizeof out);
-    EXPECT_EQ(upnp_longlong_to_string(-1, out, 5), 2);
-    EXPECT_EQ(std::string(out, 6), std::string("-1\0x\0x", 6));
+    for (uint32_t size : { 3, 5 }) {
+        memset(out, 'x', sizeof out);
+        EXPECT_EQ(upnp_longlong_to_string(-1, out, size), 2);
+        EXPECT_EQ(upnp_uint64_to_string(10, out + 8, size), 2);
+        for (const char *end : { out + size - 1, out + size + 7 })
+            EXPECT_TRUE(end[0] == '\0' && end[1] == 'x') << size;
+    }
     EXPECT_EQ(upnp_uint64_to_string(1, out, 0), 0);
     EXPECT_EQ(upnp_longlong_to_string(1, nullptr, 8), 0);
 }

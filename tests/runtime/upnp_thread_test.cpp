@@ -83,18 +83,16 @@ static int count_runs()
     return runs.exchange(0);
 }
 
+#define WHO " - LOG_SYSTEM: upnp_start_joinable_thread : "
 static constexpr char retry[] =
-    "[Warning] - LOG_SYSTEM: upnp_start_joinable_thread : Not enough resources "
-    "to start thread - retrying\n";
+    "[Warning]" WHO "Not enough resources to start thread - retrying\n";
 static constexpr char second_failed[] =
-    "[Error] - LOG_SYSTEM: upnp_start_joinable_thread : Second try to start "
-    "thread failed - giving up\n";
+    "[Error]" WHO "Second try to start thread failed - giving up\n";
 static constexpr char use_default[] =
-    "[Warning] - LOG_SYSTEM: upnp_start_joinable_thread : Failed to start "
-    "thread with requested priority and scheduler - trying default\n";
+    "[Warning]" WHO "Failed to start thread with requested priority and "
+    "scheduler - trying default\n";
 static constexpr char give_up[] =
-    "[Error] - LOG_SYSTEM: upnp_start_joinable_thread : Failed to start thread "
-    "with defaults - giving up\n";
+    "[Error]" WHO "Failed to start thread with defaults - giving up\n";
 
 TEST(ThreadStart, ClimbsTheLadder)
 {

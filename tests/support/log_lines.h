@@ -8,10 +8,12 @@
 #include <sstream>
 #include <string>
 
-// The lines that call logs with all sources on, without the times in front.
+// The lines that call logs with all sources on, without the times in front of
+// each "[". What goes on in a further line stays as it is.
 template <typename Call> std::string log_lines(Call call)
 {
-    std::string text, line;
+    static constexpr size_t time_bytes = sizeof("12:07:09:042 ");
+    std::string             text, line;
 
     testing::internal::CaptureStdout();
     upnp_log_set_sources(~0u);
@@ -19,7 +21,8 @@ template <typename Call> std::string log_lines(Call call)
     upnp_log_set_sources(0);
     std::istringstream lines(testing::internal::GetCapturedStdout());
     while (std::getline(lines, line))
-        text += line.substr(sizeof("12:07:09:042 ")) + "\n";
+        text +=
+            line.substr(line.find('[') == time_bytes ? time_bytes : 0) + "\n";
     return text;
 }
 
