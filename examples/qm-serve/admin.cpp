@@ -2,9 +2,11 @@
 
 #include "qm-serve/admin.h"
 
+#include "common/secret.h"
 #include "http/http_body.h"
 #include "http/http_header.h"
 #include "qm-serve/admin_clients.h"
+#include "qm-serve/admin_playlists.h"
 #include "qm-serve/client_access.h"
 #include "qm-serve/file_cache.h"
 #include "qm-serve/stream.h"
@@ -27,6 +29,7 @@ using Text = std::unique_ptr<UpnpString, decltype(&upnp_string_free)>;
 // In the order of the page.
 static const AdminSection *const sections[] = {
     &clients_section,
+    &playlists_section,
 };
 
 // Set before the server starts, then only read. Empty if there is no random
@@ -140,22 +143,11 @@ static FormFields read_form(std::string_view body)
     return fields;
 }
 
-// Takes the same time for every wrong token.
-static bool is_own_token(const std::string &text)
-{
-    unsigned difference = text.size() != token.size() || token.empty();
-
-    for (size_t i = 0; i < std::min(text.size(), token.size()); ++i)
-        difference |= static_cast<unsigned char>(text[i] ^ token[i]);
-    return difference == 0;
-}
-
-// The library receives bodies from plain sockets only.
 static int32_t act_upon_form(HttpRequest *request)
 {
     int64_t size = HTTP_parse_header_size(request->header);
 
-    if (request->tls || size < 1 || size > MAX_FORM_BYTES ||
+    if (size < 1 || size > MAX_FORM_BYTES ||
         HTTP_parse_header_chunked(request->header))
         return refuse(request, 400);
 
@@ -164,7 +156,7 @@ static int32_t act_upon_form(HttpRequest *request)
     const char *text = upnp_string_get_cstring(body.get());
     FormFields  fields = read_form(text ? text : "");
 
-    if (!is_own_token(field(fields, "token")))
+    if (!secret::is_same(field(fields, "token"), token))
         return turn_away(request);
     for (const AdminSection *row : sections) {
         if (field(fields, "section") == row->name && row->act(fields))
@@ -209,7 +201,7 @@ static int32_t handle_admin(HttpRequest *request)
 void serve::register_admin()
 {
     token = make_token();
-    upnp_http_register_handler(admitted<handle_admin>,
+    upnp_http_register_handler(admitted_at_home<handle_admin>,
                                HTTP_METHOD_GET | HTTP_METHOD_HEAD |
                                    HTTP_METHOD_POST,
                                page_url.data(), 0, 0);

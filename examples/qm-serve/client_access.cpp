@@ -5,6 +5,7 @@
 
 #include "clientdb/upnp_client_identify.h"
 #include "clientdb/upnp_client_query.h"
+#include "qm-serve/remote.h"
 #include "qm-serve/stream.h"
 
 #include <algorithm>
@@ -35,12 +36,14 @@ bool serve::admit(HttpRequest *request)
     note(request->client_ip);
     if (upnp_client_db_allways_close_connection(request->client))
         request->close_connection = 1;
-    return upnp_client_db_access_allowed(request->client_ip) != 0;
+    return upnp_client_db_access_allowed(request->client_ip) &&
+           !is_stranger(request);
 }
 
 int32_t serve::turn_away(HttpRequest *request)
 {
-    return close_with(request, "403 Forbidden", "");
+    return is_stranger(request) ? turn_stranger_away(request)
+                                : close_with(request, "403 Forbidden", "");
 }
 
 time_t serve::last_request(const std::string &ip)

@@ -3,6 +3,7 @@
 #include "qm-serve/connection_manager.h"
 
 #include "http/http.h"
+#include "qm-serve/client_access.h"
 #include "qm-serve/didl.h"
 #include "qm-serve/media_type.h"
 #include "qm-serve/soap.h"
@@ -48,9 +49,9 @@ static int32_t handle_control(HttpRequest *request)
 
 void serve::register_connection_manager()
 {
-    upnp_http_register_handler(handle_control, HTTP_METHOD_POST,
+    upnp_http_register_handler(admitted_at_home<handle_control>, HTTP_METHOD_POST,
                                "/ConnectionManager/Control", 1, 1);
-    upnp_http_register_handler(refuse_subscription,
+    upnp_http_register_handler(admitted_at_home<refuse_subscription>,
                                HTTP_METHOD_SUBSCRIBE | HTTP_METHOD_UNSUBSCRIBE,
                                "/ConnectionManager/Event", 1, 1);
 }

@@ -1,6 +1,7 @@
 // content_directory.h - the service ContentDirectory:1.
 //
-// The folders and files of the media folder are its containers and items.
+// The folders and files of the media folder are its containers and items, and
+// so are playlists and what they lead to.
 #ifndef QM_SERVE_CONTENT_DIRECTORY_H
 #define QM_SERVE_CONTENT_DIRECTORY_H
 

@@ -6,6 +6,7 @@
 #include "qm-serve/device.h"
 
 #include "config/upnp_ini_file.h"
+#include "qm-serve/client_needs.h"
 #include "qm-serve/scpd.h"
 #include "qm-serve/search_responder.h"
 #include "qm-serve/url_text.h"
@@ -129,14 +130,33 @@ bool serve::is_document(std::string_view path)
     return find_document(path) != nullptr;
 }
 
+// Some clients make nothing of URLs that begin with "/". The base ends with it.
+static std::string with_absolute_urls(std::string text, const char *base_url)
+{
+    static constexpr std::string_view tags[] = { "URL>/", "<url>/" };
+
+    for (std::string_view tag : tags) {
+        for (size_t i = 0; (i = text.find(tag, i)) != text.npos;) {
+            i += tag.size() - 1;
+            text.replace(i, 1, base_url);
+        }
+    }
+    return text;
+}
+
 // The head builder looks for DLNA fields in the whole URL: nothing but the
 // path is left to it.
 int32_t serve::send_document(HttpRequest *request, std::string_view path)
 {
     const Document *document = find_document(path);
+    std::string     content = document->content;
+
+    if (document == documents && needs_of(request).absolute_urls &&
+        !request->from_remote_listener)
+        content = with_absolute_urls(content, request->base_url);
 
     snprintf(request->url, sizeof(request->url), "%s", document->path.data());
     request->mime_type = document->type;
-    request->content_length = static_cast<int64_t>(document->content.size());
-    return HTTP_send(request, document->content.c_str());
+    request->content_length = static_cast<int64_t>(content.size());
+    return HTTP_send(request, content.c_str());
 }

@@ -4,6 +4,9 @@
 // in it, "/media/a/b.mp3" a file. DLNA fields may stand behind "/media/".
 // "/item/ID.mp3" is a file by its ObjectID, with DLNA fields in front of it
 // too.
+// "/thumb/ID.jpg" is a small picture of that file, if there is a helper.
+// "/admin" is the administration page.
+// "/auth/ott" and "/ra?TOKEN" begin the session of a client from outside.
 // "/upload/" takes files in, if uploads were asked for. The device's documents
 // and its services have paths of their own.
 
@@ -11,17 +14,24 @@
 
 #include "http/http.h"
 #include "http/http_body.h"
+#include "qm-serve/admin.h"
 #include "qm-serve/byte_range.h"
+#include "qm-serve/client_access.h"
+#include "qm-serve/client_needs.h"
 #include "qm-serve/connection_manager.h"
 #include "qm-serve/content_directory.h"
 #include "qm-serve/device.h"
 #include "qm-serve/dlna_fields.h"
 #include "qm-serve/file_cache.h"
+#include "qm-serve/folder_watch.h"
 #include "qm-serve/media_folder.h"
 #include "qm-serve/media_type.h"
 #include "qm-serve/object_id.h"
 #include "qm-serve/pages.h"
+#include "qm-serve/playlist_store.h"
+#include "qm-serve/remote.h"
 #include "qm-serve/stream.h"
+#include "qm-serve/thumbnail.h"
 #include "qm-serve/upload.h"
 #include "qm-serve/url_text.h"
 
@@ -34,6 +44,10 @@
 
 static constexpr std::string_view media_url = "/media/";
 static constexpr std::string_view item_url = "/item/";
+static constexpr std::string_view thumb_url = "/thumb/";
+
+// What the library makes of the URL that begins a session.
+static constexpr std::string_view session_url = "/webbrowse";
 
 static constexpr uint32_t ALL_METHODS =
     HTTP_METHOD_GET | HTTP_METHOD_HEAD | HTTP_METHOD_POST |
@@ -62,7 +76,9 @@ static int32_t answer_file(HttpRequest *request, int fd,
     serve::set_modified(request, status);
     if (serve::asks_for_time(request))
         request->duration_ms = serve::media_facts(fd, status, type).duration_ms;
-    return serve::send_file(request, fd, status, type);
+    return serve::send_file(
+        request, fd, status,
+        serve::media_type_for(serve::needs_of(request), relative.c_str()));
 }
 
 // Folders have a "/" at the end of their paths, whether asked for so or not.
@@ -138,10 +154,13 @@ static int32_t answer(HttpRequest *request, std::string_view path)
 
     if (is_options(request))
         return serve::send_options(request, methods);
-    if (path == "/" || path == "/media")
+    if (path == "/" || path == "/media" || request->url == session_url)
         return answer_path(request, "");
     if (serve::is_document(path))
         return serve::send_document(request, path);
+    if (path.starts_with(thumb_url))
+        return serve::answer_thumbnail(request,
+                                       path.substr(thumb_url.size()));
     if (!is_item && !path.starts_with(media_url))
         return serve::send_error(request, 404);
 
@@ -153,13 +172,20 @@ static int32_t answer(HttpRequest *request, std::string_view path)
                    : answer_path(request, std::string(path));
 }
 
-// What is not there cannot be written, either.
+// What is not there cannot be written, either. Who is denied may still read
+// what the announcements lead to: clients ask on and on for documents that they
+// do not get. Outside there are no announcements.
 static int32_t handle_request(HttpRequest *request)
 {
+    std::string path = serve::request_path(request->header);
+
     serve::clear_modified(request);
+    if (!serve::admit(request) &&
+        (request->from_remote_listener || !serve::is_document(path)))
+        return serve::turn_away(request);
     if (!reads_only(request) || has_body(request))
         return serve::refuse(request, reads_only(request) ? 400 : 404);
-    return answer(request, serve::request_path(request->header));
+    return answer(request, path);
 }
 
 // --- Registration -----------------------------------------------------------
@@ -175,9 +201,13 @@ bool serve::register_folder(const char *path)
                                1);
     upnp_http_register_handler(handle_request, ALL_METHODS, item_url.data(), 0,
                                1);
-    upnp_http_register_handler(handle_request, ALL_METHODS, "/", 0, 1);
+    // Also for what is no path: the library's page for that knows no TLS.
+    upnp_http_register_handler(handle_request, ALL_METHODS, "", 0, 1);
+    open_playlist_store(media);
+    register_admin();
     register_content_directory(media);
     register_connection_manager();
+    start_folder_watch(media);
     return true;
 }
 
@@ -186,15 +216,23 @@ bool serve::register_upload(const char *path, int32_t limit_mb)
     if (!open_upload_folder(path, limit_mb))
         return false;
     methods = "GET, HEAD, OPTIONS, POST";
-    upnp_http_register_handler(handle_upload, HTTP_METHOD_POST, "/upload/", 0,
-                               1);
+    upnp_http_register_handler(admitted_at_home<handle_upload>,
+                               HTTP_METHOD_POST, "/upload/", 0, 0);
     return true;
+}
+
+bool serve::register_thumbnails(const char *command)
+{
+    return open_thumbnails(command, media);
 }
 
 void serve::unregister_all()
 {
     http_unregister_all_handlers();
+    close_remote();
+    stop_folder_watch();
     forget_content_directory();
+    close_playlist_store();
     close_upload_folder();
     close_folder(media);
 }

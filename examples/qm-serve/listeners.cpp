@@ -3,15 +3,18 @@
 #include "qm-serve/listeners.h"
 
 #include "http/http.h"
+#include "qm-serve/remote.h"
 #include "runtime/upnp_socket.h"
 #include "runtime/upnp_thread.h"
 #include "server/upnp_server.h"
 #include "ssdp/ssdp_queue.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <dirent.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -96,14 +99,52 @@ static int32_t count_threads()
     return count;
 }
 
-bool serve::start_listeners()
+static bool listens_at(int fd, const char *ip, int32_t port)
 {
-    limit_descriptors();
-    // A sanitizer starts a thread of its own beside the first one.
-    std::thread([] {}).join();
-    threads_before = count_threads();
-    std::atomic_ref(g_server_running).store(1);
-    upnp_server_start(&state);
+    sockaddr_in local = {};
+    socklen_t   local_size = sizeof(local);
+    int         listens = 0;
+    socklen_t   listens_size = sizeof(listens);
+    char        local_ip[UPNP_IP_SIZE];
+
+    return getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listens, &listens_size) ==
+               0 &&
+           listens &&
+           getsockname(fd, reinterpret_cast<sockaddr *>(&local), &local_size) ==
+               0 &&
+           local.sin_family == AF_INET && ntohs(local.sin_port) == port &&
+           inet_ntop(AF_INET, &local.sin_addr, local_ip, sizeof(local_ip)) &&
+           strcmp(local_ip, ip) == 0;
+}
+
+// The twin of a listener for clients from outside. The library does not tell
+// whether it has the port that was asked for: on another one it would take
+// nobody's token.
+static bool settle_remote_twin(const HttpServerEntry &server)
+{
+    int32_t port = serve::remote_port();
+    int     fd = 0;
+
+    if (port == 0)
+        return true;
+    while (fd < static_cast<int>(descriptors) &&
+           !listens_at(fd, server.ip, port))
+        ++fd;
+    if (fd == static_cast<int>(descriptors) || server.httpPort == port) {
+        fprintf(stderr, "qm-serve: %s: port %d is taken\n", server.ip, port);
+        return false;
+    }
+    printf("https://%s:%d/%s\n", server.ip, port,
+           serve::remote_entry().c_str());
+    return true;
+}
+
+// At the start, and when the library has restarted on other addresses. The
+// ports only grow in number: transfers on the old ones may go on. False if
+// there is a listener too few.
+static bool settle_listeners()
+{
+    bool is_complete = true;
 
     for (uint32_t i = 0; HttpServerEntry *server = getHTTPServerData(i); ++i) {
         if (server->ip[0] == '\0' || server->httpSocket == -1)
@@ -111,9 +152,22 @@ bool serve::start_listeners()
         set_options(server->httpSocket);
         ports.push_back(server->httpPort);
         printf("http://%s:%d/\n", server->ip, server->httpPort);
+        is_complete &= settle_remote_twin(*server);
     }
     fflush(stdout);
-    return !ports.empty();
+    return is_complete && !ports.empty();
+}
+
+bool serve::start_listeners()
+{
+    limit_descriptors();
+    // A sanitizer starts a thread of its own beside the first one.
+    std::thread([] {}).join();
+    threads_before = count_threads();
+    std::atomic_ref(g_server_running).store(1);
+    server_set_cp_callback([] { settle_listeners(); });
+    upnp_server_start(&state);
+    return settle_listeners();
 }
 
 static bool has_heartbeat()
@@ -137,6 +191,7 @@ static void wait_for_farewells()
 void serve::stop_listeners()
 {
     std::atomic_ref(g_server_running).store(0);
+    end_remote_sessions();
     wait_for_farewells();
     upnp_server_stop(&state);
     // Again and again: a connection may just be on its way to its thread.

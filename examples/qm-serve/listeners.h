@@ -5,8 +5,9 @@
 namespace serve {
 
 // Starts a server on each address that the properties "ip" and "httpport" ask
-// for and prints their URLs, one a line. False if there is none at all; no
-// free port ends the process through the library's critical log message.
+// for, with its twin at the remote port, and prints their URLs, one a line.
+// False if there is none at all or a twin has not its port; no free port ends
+// the process through the library's critical log message.
 bool start_listeners();
 
 // Stops them, wakes the threads of all connections and waits, for a bounded

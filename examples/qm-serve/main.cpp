@@ -4,7 +4,7 @@
 //
 // Each property is an option: a dash, its name and a value. It may also stand
 // in the INI file, which the first start writes, with the options of that
-// start. Three of them are this program's own.
+// start. Some of them are this program's own.
 
 #include "clientdb/upnp_client_db.h"
 #include "config/upnp_app_dirs.h"
@@ -12,11 +12,19 @@
 #include "config/upnp_ini_file.h"
 #include "documents/upnp_resource.h"
 #include "files/upnp_file.h"
+#include "qm-serve/address_watch.h"
+#include "qm-serve/client_announcements.h"
+#include "qm-serve/client_list.h"
 #include "qm-serve/device.h"
 #include "qm-serve/facts_process.h"
 #include "qm-serve/handlers.h"
 #include "qm-serve/listeners.h"
+#include "qm-serve/playlist_store.h"
+#include "qm-serve/remote.h"
+#include "qm-serve/thumbnail.h"
 #include "runtime/upnp_exit.h"
+#include "runtime/upnp_log.h"
+#include "runtime/upnp_log_file.h"
 #include "runtime/upnp_mem.h"
 #include "ssdp/upnp_ssdp.h"
 
@@ -26,18 +34,27 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 static constexpr int BAD_USAGE = 2;
+
+static constexpr timespec ADDRESS_PERIOD = { 2, 0 };
 
 static constexpr char usage_lines[] =
     "usage: qm-serve [FOLDER] [-httpport PORT] [-ip ADDRESS]\n"
     "                [-friendlyname NAME] [-appdata FOLDER]\n"
-    "                [-upload FOLDER [-uploadlimit MIB]]\n";
+    "                [-upload FOLDER [-uploadlimit MIB]]\n"
+    "                [-logfile PATH] [-thumbnailer COMMAND]\n"
+    "                [-remoteport PORT [-user NAME -password WORD]\n"
+    "                [-entrytime SECONDS] [-cert PATH -key PATH]]\n"
+    "Clients that are not denied may also change settings, at /admin.\n";
 
 // Keys of the program's own properties.
 static constexpr uint32_t KEY_UPLOAD = 100;
 static constexpr uint32_t KEY_UPLOAD_LIMIT = 101;
 static constexpr uint32_t KEY_FOLDER = 102;
+static constexpr uint32_t KEY_LOG_FILE = 103;
+static constexpr uint32_t KEY_THUMBNAILER = 104;
 
 // Critical messages are failures: the library alone would end with success.
 static int32_t exit_with_failure(int32_t)
@@ -45,7 +62,7 @@ static int32_t exit_with_failure(int32_t)
     exit(EXIT_FAILURE);
 }
 
-// Threads inherit the mask, so the signals reach nobody but sigwait. A peer
+// Threads inherit the mask, so the signals reach nobody but the wait. A peer
 // that goes away while a file is sent is no reason to end.
 static sigset_t block_signals()
 {
@@ -56,6 +73,7 @@ static sigset_t block_signals()
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGUSR1);
     sigaddset(&signals, SIGUSR2);
+    sigaddset(&signals, serve::ADDRESS_SIGNAL);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
     return signals;
@@ -73,6 +91,15 @@ static void create_properties()
     upnp_ini_file_create_property(KEY_UPLOAD_LIMIT, "uploadlimit", "1024",
                                   "Largest upload in MiB, 0 for any", 0, 0, 0,
                                   1);
+    upnp_ini_file_create_property(KEY_LOG_FILE, "logfile", nullptr,
+                                  "File that takes the log. One that ends in "
+                                  "-log.txt is kept small. Default: none",
+                                  0, 0, 0, 1);
+    upnp_ini_file_create_property(KEY_THUMBNAILER, "thumbnailer", nullptr,
+                                  "Program and arguments that make a small "
+                                  "JPEG picture %o of a file %i. Default: none",
+                                  0, 0, 0, 1);
+    serve::create_remote_properties();
 }
 
 // Kept whole, since the next start may be in another place.
@@ -82,6 +109,18 @@ static void set_folder(const char *path)
 
     upnp_ini_file_setPropertyByKey(KEY_FOLDER, real ? real : path);
     free(real);
+}
+
+// The same for files, of which there may be nothing yet: from the folder of the
+// log old parts are removed, whatever the current folder is.
+static void set_file(uint32_t key)
+{
+    const char     *path = upnp_ini_file_getString(key);
+    std::error_code error;
+
+    if (path && *path && path[0] != '/')
+        upnp_ini_file_setPropertyByKey(
+            key, std::filesystem::absolute(path, error).c_str());
 }
 
 // The library creates the last level of its data folder alone.
@@ -111,12 +150,28 @@ static bool read_settings(int argc, char **argv)
     }
     if (upnp_ini_file_parse_cmdline(argc - has_folder, argv + has_folder) != 0)
         return false;
+    for (uint32_t key :
+         { KEY_LOG_FILE, serve::KEY_CERTIFICATE, serve::KEY_PRIVATE_KEY })
+        set_file(key);
     write_first_ini_file();
     return true;
 }
 
+// Without "v" the log takes what comes from anywhere, as "vlevel" allows.
+static bool start_log()
+{
+    const char *path = upnp_ini_file_getString(KEY_LOG_FILE);
+
+    if (!path)
+        return true;
+    if (upnp_ini_file_getInt(INI_V) == 0)
+        upnp_log_set_sources(UINT32_MAX);
+    return upnp_log_init(path) != 0;
+}
+
 static bool register_handlers(const char *folder)
 {
+    const char *thumbnailer = upnp_ini_file_getString(KEY_THUMBNAILER);
     const char *upload = upnp_ini_file_getString(KEY_UPLOAD);
 
     if (!serve::register_folder(folder)) {
@@ -128,22 +183,29 @@ static bool register_handlers(const char *folder)
         fprintf(stderr, "qm-serve: %s: %s\n", upload, strerror(errno));
         return false;
     }
-    return serve::create_device();
+    if (thumbnailer && !serve::register_thumbnails(thumbnailer)) {
+        fprintf(stderr, "qm-serve: %s: %s\n", thumbnailer, strerror(errno));
+        return false;
+    }
+    return serve::open_remote() && serve::create_device();
 }
 
-static bool wait_for_end(const sigset_t &signals)
+// Looks at the addresses between two signals.
+static void wait_for_end(const sigset_t &signals)
 {
-    int signal;
+    for (;;) {
+        int signal = sigtimedwait(&signals, nullptr, &ADDRESS_PERIOD);
 
-    while (sigwait(&signals, &signal) == 0) {
         if (signal == SIGUSR1)
             SSDP_trigger_byebye();
         else if (signal == SIGUSR2)
             SSDP_trigger_wakeup();
-        else
-            return true;
+        else if (signal == serve::ADDRESS_SIGNAL)
+            serve::addresses_may_have_changed();
+        else if (signal != -1)
+            return;
+        serve::check_addresses();
     }
-    return false;
 }
 
 static int serve_until(const sigset_t &signals, const char *folder)
@@ -152,10 +214,17 @@ static int serve_until(const sigset_t &signals, const char *folder)
 
     upnp_resource_init();
     upnp_client_db_init();
+    serve::settle_stored_clients();
+    serve::follow_announcements();
     if (register_handlers(folder)) {
-        if (serve::start_listeners() && wait_for_end(signals))
+        serve::start_address_watch();
+        if (serve::start_listeners()) {
+            wait_for_end(signals);
             result = EXIT_SUCCESS;
+        }
+        serve::end_thumbnails();
         serve::stop_listeners();
+        serve::stop_address_watch();
     }
     serve::unregister_all();
     serve::end_facts_process();
@@ -182,6 +251,8 @@ int main(int argc, char **argv)
     if (!read_settings(argc, argv)) {
         fputs(usage_lines, stdout);
         result = EXIT_SUCCESS;
+    } else if (!start_log()) {
+        result = EXIT_FAILURE;
     } else if (const char *folder = upnp_ini_file_getString(KEY_FOLDER)) {
         result = serve_until(signals, folder);
     } else {
@@ -189,6 +260,9 @@ int main(int argc, char **argv)
     }
 
     upnp_ini_file_release();
+    upnp_log_exit();
+    // The table of playlists cannot be given back.
+    used_at_start += serve::playlist_table_bytes();
     if (upnp_mem_used() != used_at_start) {
         fprintf(stderr, "qm-serve: %" PRId64 " bytes were not given back\n",
                 upnp_mem_used() - used_at_start);

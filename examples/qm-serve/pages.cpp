@@ -9,6 +9,23 @@
 
 using serve::html_escaped;
 
+// Small screens do without what does not fit on them: the file's name stays.
+static constexpr char style[] =
+    "<meta name=\"viewport\" content=\"width=device-width\">\n"
+    "<style>\n"
+    "body { font-family: sans-serif; margin: 1em auto; max-width: 60em; "
+    "padding: 0 .5em }\n"
+    "h1 { font-size: 1.4em; overflow-wrap: anywhere }\n"
+    "table { border-collapse: collapse; width: 100% }\n"
+    "th, td { border-bottom: 1px solid #ddd; padding: .5em; "
+    "text-align: left }\n"
+    "td:first-child { overflow-wrap: anywhere }\n"
+    "th:nth-child(n+4), td:nth-child(n+4) { text-align: right }\n"
+    "a { color: #05a; text-decoration: none }\n"
+    "@media (max-width: 40em) { th:not(:first-child), "
+    "td:not(:first-child) { display: none } }\n"
+    "</style>\n";
+
 // The folder above "a/b/", "a/"; above "a/" it is "".
 static std::string parent_of(const std::string &relative)
 {
@@ -67,7 +84,8 @@ std::string serve::folder_page(const std::string             &relative,
     std::string page =
         "<!DOCTYPE html>\n"
         "<html>\n"
-        "<head><meta charset=\"utf-8\"><title>" + title + "</title></head>\n"
+        "<head><meta charset=\"utf-8\"><title>" + title + "</title>\n" +
+        style + "</head>\n"
         "<body>\n"
         "<h1>" + title + "</h1>\n"
         "<table>\n"

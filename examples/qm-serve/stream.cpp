@@ -5,6 +5,7 @@
 #include "http/http_header.h"
 #include "http/http_pages.h"
 #include "qm-serve/byte_range.h"
+#include "qm-serve/remote.h"
 #include "runtime/upnp_mem.h"
 
 #include <algorithm>
@@ -112,13 +113,33 @@ static int32_t refuse_range(HttpRequest *request, int32_t status, int64_t size)
     return HTTP_send_error_code(request, status);
 }
 
-// --- Answers ----------------------------------------------------------------
-
-int32_t serve::send_page(HttpRequest *request, const std::string &html)
+static int32_t send_html(HttpRequest *request, const char *html, size_t length)
 {
     request->mime_type = "text/html; charset=utf-8";
-    request->content_length = static_cast<int64_t>(html.size());
-    return HTTP_send(request, html.c_str());
+    request->content_length = static_cast<int64_t>(length);
+    return HTTP_send(request, html);
+}
+
+// --- Answers ----------------------------------------------------------------
+
+// Links with a token are for nobody else: no cache and no other site gets them.
+int32_t serve::send_page(HttpRequest *request, const std::string &html)
+{
+    UpnpString *page = nullptr;
+    int32_t     result;
+
+    if (!*request->session_param)
+        return send_html(request, html.data(), html.size());
+
+    page = with_session(request, html);
+    if (!page)
+        return send_error(request, 500);
+    HTTP_set_no_cache(request);
+    HTTP_add_header(request, "Referrer-Policy: no-referrer\r\n");
+    result = send_html(request, upnp_string_get_cstring(page),
+                       upnp_string_get_length(page));
+    upnp_string_free(page);
+    return result;
 }
 
 int32_t serve::send_file(HttpRequest *request, int fd,
@@ -141,10 +162,11 @@ int32_t serve::send_file(HttpRequest *request, int fd,
                : 1;
 }
 
-// The page for 404 has a body, which a HEAD must not get.
+// The page for 404 has a body, which a HEAD must not get, and which the library
+// does not send through TLS.
 int32_t serve::send_error(HttpRequest *request, int32_t status)
 {
-    return status == 404 && request->method == HTTP_METHOD_GET
+    return status == 404 && request->method == HTTP_METHOD_GET && !request->tls
                ? HTTP_send_file_not_found(request)
                : HTTP_send_error_code(request, status);
 }
@@ -177,6 +199,20 @@ static void read_to_close(int32_t socket)
         bytes += static_cast<uint32_t>(std::max(count, 0));
     } while (count > 0 && bytes < LINGER_BYTES);
     upnp_free_impl(block);
+}
+
+int32_t serve::close_with(HttpRequest *request, const char *status,
+                          const std::string &lines)
+{
+    std::string head = std::string("HTTP/1.1 ") + status +
+                       "\r\nContent-Length: 0\r\nConnection: close\r\n" +
+                       lines + "\r\n";
+
+    request->close_connection = 1;
+    upnp_send_ssl(request, head.c_str(), static_cast<int64_t>(head.size()));
+    if (!request->tls)
+        read_to_close(request->socket);
+    return 1;
 }
 
 int32_t serve::refuse(HttpRequest *request, int32_t status)

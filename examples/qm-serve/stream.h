@@ -26,6 +26,11 @@ int32_t send_error(HttpRequest *request, int32_t status);
 // 200 with the methods that are served.
 int32_t send_options(HttpRequest *request, const char *methods);
 
+// A status that the library does not know, such as "403 Forbidden", with lines
+// that each end in CR LF and without a body. The connection ends.
+int32_t close_with(HttpRequest *request, const char *status,
+                   const std::string &lines);
+
 // An error status for a request whose body was not read, or not to its end:
 // the connection ends.
 int32_t refuse(HttpRequest *request, int32_t status);

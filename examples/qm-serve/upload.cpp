@@ -4,8 +4,11 @@
 
 #include "http/http_body.h"
 #include "http/http_pages.h"
+#include "qm-serve/client_needs.h"
 #include "qm-serve/file_cache.h"
+#include "qm-serve/media_type.h"
 #include "qm-serve/stream.h"
+#include "qm-serve/text_file.h"
 #include "qm-serve/url_text.h"
 
 #include <algorithm>
@@ -172,6 +175,26 @@ void serve::close_upload_folder()
     if (folder_fd != -1)
         close(folder_fd);
     folder_fd = -1;
+    folder_path.clear();
+}
+
+const std::string &serve::upload_folder()
+{
+    return folder_path;
+}
+
+bool serve::store_upload(const std::string &name, std::string_view text)
+{
+    bool        is_fit = !file_name_of(std::string(upload_url) + name).empty();
+    std::string partial = is_fit ? create_partial() : "";
+    bool        is_stored;
+
+    if (partial.empty())
+        return false;
+    is_stored = write_text(folder_path + "/" + partial, text) &&
+                !publish(partial, name).empty();
+    unlinkat(folder_fd, partial.c_str(), 0);
+    return is_stored;
 }
 
 int32_t serve::handle_upload(HttpRequest *request)
@@ -179,10 +202,10 @@ int32_t serve::handle_upload(HttpRequest *request)
     std::string name = file_name_of(request_path(request->header));
 
     clear_modified(request);
-    // With a Content-Length the library waits until the peer closes, and it
-    // receives into files from plain sockets only.
-    if (name.empty() || request->tls ||
-        !HTTP_parse_header_chunked(request->header))
+    if (needs_of(request).known_uploads && !is_media(media_type(name.c_str())))
+        return refuse(request, 400);
+    // With a Content-Length the library waits until the peer closes.
+    if (name.empty() || !HTTP_parse_header_chunked(request->header))
         return refuse(request, 400);
 
     name = receive(request, name);

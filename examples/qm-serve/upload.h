@@ -9,6 +9,8 @@
 #include "http/http.h"
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace serve {
 
@@ -16,6 +18,13 @@ namespace serve {
 // less mean no limit. False, with errno, if there is no such folder.
 bool open_upload_folder(const char *path, int32_t limit_mb);
 void close_upload_folder();
+
+// The whole path of the folder; empty if there is none.
+const std::string &upload_folder();
+
+// Puts a file of this program's making there, under the name or a similar one.
+// False for a bad name, and if it cannot be stored.
+bool store_upload(const std::string &name, std::string_view text);
 
 // The handler of "/upload/". Answers 201 with the name under which the file
 // lies, 400 for a bad name or a body that is not chunked, and 500 if the file

@@ -7,7 +7,7 @@
 # shellcheck shell=sh
 
 # shellcheck source=tests/system/checks.sh
-. "$(dirname "$0")/checks.sh"
+. "$(dirname "$0")/../system/checks.sh"
 
 if [ -z "${QM_OWN_NAMESPACES:-}" ]; then
     set -- unshare --net --mount --pid --fork --kill-child --mount-proc \

@@ -1,10 +1,9 @@
 // tls_server.cpp - what the TLS test talks to, and peers that stall.
 //
 // tls-server serve CERTIFICATE KEY FILE [HANDSHAKE-MS IDLE-MS]
-//     prints its plain port, its TLS port and a session token, and serves on
-//     127.0.0.1 until SIGTERM: FILE at /resources/file, what is posted to
-//     /resources/echo, and a page for those with a token at
-//     /resources/private. The end fails if memory was lost.
+//     prints its TLS port and serves on 127.0.0.1 until SIGTERM: FILE at
+//     /resources/file, what is posted to /resources/echo. The end fails if
+//     memory was lost.
 // tls-server hold PORT COUNT
 //     begins so many handshakes, prints "held", and prints "closed" when the
 //     server has ended them all.
@@ -16,7 +15,6 @@
 #include "runtime/upnp_mem.h"
 #include "runtime/upnp_thread.h"
 #include "server/upnp_server.h"
-#include "tls/session_tokens.h"
 #include "tls/tls_provider.h"
 
 #include <algorithm>
@@ -40,8 +38,7 @@ static constexpr int STOP_STEP_MS = 10;
 
 static std::string file;  // with one byte to spare, as HTTP_send asks for
 
-// --- Serving
-// ------------------------------------------------------------------
+// --- Serving ----------------------------------------------------------------
 
 static int32_t send_bytes(HttpRequest *request, const void *data, size_t length)
 {
@@ -61,13 +58,6 @@ static int32_t echo(HttpRequest *request)
         return HTTP_send_error_code(request, 400);
     return send_bytes(request, request->body,
                       static_cast<size_t>(request->content_length));
-}
-
-static int32_t send_private_page(HttpRequest *request)
-{
-    if (!tls::shows_token(request->header))
-        return HTTP_send_access_restriced(request);
-    return send_bytes(request, "private", strlen("private"));
 }
 
 static int free_port()
@@ -92,21 +82,17 @@ static void register_handlers()
     upnp_http_register_handler(send_whole_file, reading, "/resources/file", 0,
                                1);
     upnp_http_register_handler(echo, HTTP_METHOD_POST, "/resources/echo", 1, 1);
-    upnp_http_register_handler(send_private_page, reading, "/resources/private",
-                               0, 1);
 }
 
 static bool start(char **arguments, int count, uint32_t *state)
 {
-    int  port = free_port();
-    char token[tls::TOKEN_SIZE];
+    int port = free_port();
 
     upnp_ini_file_setPropertyByKey(INI_IP, "127.0.0.1");
     upnp_ini_file_setPropertyByKey(INI_ENABLETLS, "1");
     if (count > 4)
         tls::set_deadlines(atoi(arguments[3]), atoi(arguments[4]));
-    if (!tls::set_up(arguments[0], arguments[1]) ||
-        !tls::issue_token(token, 600'000))
+    if (!tls::set_up(arguments[0], arguments[1]))
         return false;
     tls::install();
     g_remote_port = port;
@@ -114,7 +100,7 @@ static bool start(char **arguments, int count, uint32_t *state)
     register_handlers();
     std::atomic_ref(g_server_running).store(1);
     upnp_server_start(state);
-    printf("%d %d %s\n", g_localPort, port, token);
+    printf("%d\n", port);
     fflush(stdout);
     return true;
 }
@@ -160,8 +146,7 @@ static int serve(char **arguments, int count)
     return ended_well ? 0 : 1;
 }
 
-// --- Stalling
-// -----------------------------------------------------------------
+// --- Stalling ---------------------------------------------------------------
 
 // The first three bytes of a record, and no more.
 static int begin_handshake(int port)
