@@ -65,7 +65,7 @@ const char *serve::media_type_for(const ClientNeeds &needs, const char *name)
 
 bool serve::is_shown(const ClientNeeds &needs, const ListedEntry &entry)
 {
-    return !needs.music_only || entry.is_folder ||
+    return !needs.music_only || is_container(entry) ||
            upnp_starts_with(entry.upnp_class, "object.item.audioItem") ||
            upnp_starts_with(entry.upnp_class, "object.item.playlistItem");
 }

@@ -25,7 +25,7 @@ static std::optional<Object> cover_in(const MediaFolder &folder,
     if (!contents)
         return {};
     for (const ListedEntry &entry : contents->entries) {
-        for (size_t i = 0; i < rank && !entry.is_folder; ++i) {
+        for (size_t i = 0; i < rank && !is_container(entry); ++i) {
             if (strcasecmp(entry.name.c_str(), names[i]) == 0) {
                 best = &entry;
                 rank = i;
@@ -40,22 +40,23 @@ static std::optional<Object> cover_in(const MediaFolder &folder,
 // No more of it than what its children are made from.
 static Object parent_of(const Object &object)
 {
-    size_t slash = object.relative.rfind('/');
+    size_t      slash = object.relative.rfind('/');
+    ListedEntry entry = {};
 
-    return { object.parent_id,
-             "",
+    entry.kind = EntryKind::FOLDER;
+    return { object.parent_id, "",
              slash == std::string::npos ? "" : object.relative.substr(0, slash),
-             {} };
+             entry };
 }
 
 std::optional<Object> serve::cover_of(const MediaFolder &folder,
                                       const Object &object, Covers &covers)
 {
-    if (!object.entry.is_folder &&
+    if (!is_container(object.entry) &&
         is_picture(media_type(object.entry.name.c_str())))
         return object;
 
-    Object container = object.entry.is_folder ? object : parent_of(object);
+    Object container = is_container(object.entry) ? object : parent_of(object);
     auto [found, is_new] = covers.try_emplace(container.relative);
     if (is_new)
         found->second = cover_in(folder, container);

@@ -7,19 +7,20 @@
 
 #include "documents/upnp_xml.h"
 #include "documents/upnp_xml_write.h"
+#include "qm-serve/cover.h"
 #include "qm-serve/dlna_fields.h"
 #include "qm-serve/media_facts.h"
 #include "qm-serve/media_type.h"
+#include "qm-serve/thumbnail.h"
 #include "qm-serve/title.h"
 #include "runtime/upnp_date.h"
 #include "runtime/upnp_mem.h"
+#include "runtime/upnp_string.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <unistd.h>
-
-// Bytes of a title and a name, escaped.
-static constexpr size_t MAX_TITLE = 256;
 
 using namespace serve;
 
@@ -32,10 +33,20 @@ struct Document {
     bool     is_complete;
 };
 
+// What is asked for, by whom.
+struct Asked {
+    const MediaFolder &folder;
+    const Filter      &filter;
+    const ClientNeeds &needs;
+    const char        *base_url;
+    Covers             covers;
+};
+
 // A file as it is now.
 struct File {
-    const char *type;
+    const char *type;  // as the client knows it
     int64_t     size;  // -1: it cannot be opened
+    time_t      modified;
     MediaFacts  facts;
 };
 }
@@ -73,9 +84,11 @@ static bool wants_resource(const Filter &filter)
     return wants(filter, "res", "res@");
 }
 
-static bool wants_artist(const Filter &filter)
+// What takes a look into the file.
+static bool wants_facts(const Filter &filter)
 {
-    return wants(filter, "dc:creator") || wants(filter, "upnp:artist");
+    return wants_resource(filter) || wants(filter, "dc:creator") ||
+           wants(filter, "upnp:artist") || wants(filter, "dc:date");
 }
 
 // --- Nodes ------------------------------------------------------------------
@@ -110,18 +123,31 @@ static void set(Document &document, XmlNode *node, const char *name,
 
 // --- Objects ----------------------------------------------------------------
 
-static File look_at(const MediaFolder &folder, const Object &object)
+// Some clients play MP4 files only where they are told a profile.
+static constexpr char mp4_profile[] = "AVC_MP4_MP_SD_AAC_MULT5";
+
+static bool is_video(const char *type)
 {
-    const char *type = media_type(object.entry.name.c_str());
+    return upnp_starts_with(type, "video/");
+}
+
+static File look_at(const Asked &asked, const Object &object)
+{
+    const char *name = object.entry.name.c_str();
+    const char *type = media_type(name);
     struct stat status;
-    int         fd = open_inside(folder, object.relative, status);
-    File        file = { type, -1, {} };
+    int         fd = open_inside(asked.folder, object.relative, status);
+    File        file = { media_type_for(asked.needs, name), -1, 0, {} };
 
     if (fd == -1)
         return file;
     file.size = status.st_size;
+    file.modified = status.st_mtime;
     file.facts = media_facts(fd, status, type);
     close(fd);
+    if (asked.needs.mp4_profile && file.facts.profile.empty() &&
+        strcmp(type, "video/mp4") == 0)
+        file.facts.profile = mp4_profile;
     return file;
 }
 
@@ -133,96 +159,206 @@ std::string serve::protocol_info(std::string_view   type,
 }
 
 // Players that look at the ending of a URL find the file's own.
-static std::string url_of(const Object &object, const File &file,
-                          const char *base_url)
+static std::string url_of(const Asked &asked, const Object &object,
+                          const File &file)
 {
     static const char *const unknown = media_type("");
 
     size_t dot =
         file.type == unknown ? std::string::npos : object.entry.name.rfind('.');
 
-    return std::string(base_url) + "item/" +
-           dlna_fields(file.type, file.facts) + object.id +
+    return asked.base_url + std::string("item/") +
+           (asked.needs.dlna ? dlna_fields(file.type, file.facts) : "") +
+           object.id +
            (dot == std::string::npos ? "" : object.entry.name.substr(dot));
 }
 
-static void add_resource(Document &document, XmlNode *item,
-                         const Object &object, const File &file,
-                         const Filter &filter, const char *base_url)
+static void set_duration(Document &document, XmlNode *node, const File &file,
+                         const Asked &asked)
 {
-    XmlNode *node = add(document, item, "res", url_of(object, file, base_url));
+    bool is_needed = asked.needs.duration && !is_picture(file.type);
+
+    if (!is_needed &&
+        (!wants(asked.filter, "res@duration") || file.facts.duration_ms < 1))
+        return;
+    Duration text(
+        upnp_duration_to_string(static_cast<uint64_t>(file.facts.duration_ms)),
+        upnp_free_impl);
+    set(document, node, "duration", text ? text.get() : "");
+}
+
+// Bytes in a second, on the average (ContentDirectory:1, B.2.1.3).
+static void set_bitrate(Document &document, XmlNode *node, const File &file,
+                        const Asked &asked)
+{
+    bool is_needed = asked.needs.video_bitrate && is_video(file.type);
+
+    if (file.facts.duration_ms < 1 ||
+        (!is_needed &&
+         (!asked.needs.bitrate || !wants(asked.filter, "res@bitrate"))))
+        return;
+    set(document, node, "bitrate",
+        std::to_string(file.size * 1000 / file.facts.duration_ms));
+}
+
+static XmlNode *add_resource(Document &document, XmlNode *item,
+                             const Object &object, const File &file,
+                             const Asked &asked)
+{
+    XmlNode *node = add(document, item, "res", url_of(asked, object, file));
 
     set(document, node, "protocolInfo",
-        protocol_info(file.type, dlna_parameters(file.type, file.facts)));
-    if (wants(filter, "res@size"))
+        protocol_info(file.type, asked.needs.dlna
+                                     ? dlna_parameters(file.type, file.facts)
+                                     : "*"));
+    if (wants(asked.filter, "res@size"))
         set(document, node, "size", std::to_string(file.size));
-    if (wants(filter, "res@duration") && file.facts.duration_ms > 0) {
-        Duration text(upnp_duration_to_string(
-                          static_cast<uint64_t>(file.facts.duration_ms)),
-                      upnp_free_impl);
-        set(document, node, "duration", text ? text.get() : "");
-    }
+    return node;
 }
 
 static void add_artist(Document &document, XmlNode *item, const File &file,
-                       const Filter &filter)
+                       const Asked &asked)
 {
-    std::string artist = fitted(xml_text(file.facts.artist), MAX_TITLE);
+    std::string artist =
+        fitted(xml_text(file.facts.artist), asked.needs.max_text);
 
     if (artist.empty())
         return;
-    if (wants(filter, "dc:creator"))
+    if (wants(asked.filter, "dc:creator"))
         add(document, item, "dc:creator", artist);
-    if (wants(filter, "upnp:artist"))
+    if (wants(asked.filter, "upnp:artist"))
         add(document, item, "upnp:artist", artist);
 }
 
+// When the file was written: "2009-01-02", with "T03:04:05" behind it for some.
+static void add_date(Document &document, XmlNode *item, const File &file,
+                     const Asked &asked)
+{
+    static constexpr size_t DATE_BYTES = sizeof("2009-01-02");
+
+    char text[32];
+
+    if (!wants(asked.filter, "dc:date") ||
+        upnp_format_time_to_localdate(file.modified, text, sizeof(text)) == 0)
+        return;
+    if (!asked.needs.time_in_date)
+        text[DATE_BYTES - 1] = '\0';
+    add(document, item, "dc:date", text);
+}
+
+static bool add_thumbnail(Document &document, XmlNode *node,
+                          const Object &object, const Asked &asked)
+{
+    std::string url = thumbnail_url(object, asked.base_url);
+
+    if (!url.empty())
+        add(document, node, "upnp:albumArtURI", url);
+    return !url.empty();
+}
+
+// The resource of a picture is its cover already.
+static void add_cover(Document &document, XmlNode *node, const Object &object,
+                      Asked &asked)
+{
+    bool wants_link = wants(asked.filter, "upnp:albumArtURI");
+    bool wants_copy = asked.needs.art_as_resource &&
+                      wants_resource(asked.filter) &&
+                      !is_container(object.entry);
+
+    if (wants_link && add_thumbnail(document, node, object, asked))
+        wants_link = false;
+    if (!wants_link && !wants_copy)
+        return;
+    std::optional<Object> cover = cover_of(asked.folder, object, asked.covers);
+    if (!cover)
+        return;
+    File file = look_at(asked, *cover);
+    if (file.size == -1)
+        return;
+    if (wants_link) {
+        XmlNode *link = add(document, node, "upnp:albumArtURI",
+                            url_of(asked, *cover, file));
+        if (asked.needs.dlna && !file.facts.profile.empty())
+            set(document, link, "dlna:profileID", file.facts.profile);
+    }
+    if (wants_copy && cover->id != object.id)
+        add_resource(document, node, *cover, file, asked);
+}
+
 static XmlNode *add_object(Document &document, const Object &object,
-                           const char *kind)
+                           const char *kind, const ClientNeeds &needs)
 {
     XmlNode *node = add(document, document.root, kind, "");
 
     set(document, node, "id", object.id);
     set(document, node, "parentID", object.parent_id);
     set(document, node, "restricted", "1");
-    add(document, node, "dc:title", fitted(object.entry.title, MAX_TITLE));
+    add(document, node, "dc:title", fitted(object.entry.title, needs.max_text));
     add(document, node, "upnp:class", object.entry.upnp_class);
     return node;
 }
 
-static void add_container(Document &document, const MediaFolder &folder,
-                          const Object &object, const Filter &filter)
+// How many children the client is shown; 0 if they cannot be read.
+static size_t count_children(const Asked &asked, const Object &object)
 {
-    XmlNode *node = add_object(document, object, "container");
+    auto contents = children(asked.folder, object, {});
+
+    if (!contents)
+        return 0;
+    return static_cast<size_t>(
+        std::count_if(contents->entries.begin(), contents->entries.end(),
+                      [&](const ListedEntry &entry) {
+                          return is_shown(asked.needs, entry);
+                      }));
+}
+
+static void add_container(Document &document, const Object &object,
+                          Asked &asked)
+{
+    const Filter &filter = asked.filter;
+    XmlNode      *node = add_object(document, object, "container", asked.needs);
 
     if (wants(filter, "@searchable") || wants(filter, "container@searchable"))
         set(document, node, "searchable", "1");
-    if (wants(filter, "@childCount") || wants(filter, "container@childCount")) {
-        auto contents = children(folder, object, {});
+    if (wants(filter, "@childCount") || wants(filter, "container@childCount"))
         set(document, node, "childCount",
-            std::to_string(contents ? contents->entries.size() : 0));
-    }
+            std::to_string(count_children(asked, object)));
     // The class demands it; -1 is "not known".
-    add(document, node, "upnp:storageUsed", "-1");
+    if (object.entry.kind == EntryKind::FOLDER)
+        add(document, node, "upnp:storageUsed", "-1");
+    add_cover(document, node, object, asked);
 }
 
-static void add_item(Document &document, const MediaFolder &folder,
-                     const Object &object, const Filter &filter,
-                     const char *base_url)
+static void add_file(Document &document, XmlNode *item, const Object &object,
+                     const Asked &asked)
 {
-    XmlNode *node = add_object(document, object, "item");
-
-    if (!wants_resource(filter) && !wants_artist(filter))
+    if (!wants_facts(asked.filter))
         return;
-    File file = look_at(folder, object);
+    File file = look_at(asked, object);
     if (file.size == -1)
         return;
-    add_artist(document, node, file, filter);
-    if (wants_resource(filter))
-        add_resource(document, node, object, file, filter, base_url);
+    add_artist(document, item, file, asked);
+    add_date(document, item, file, asked);
+    if (!wants_resource(asked.filter))
+        return;
+    XmlNode *resource = add_resource(document, item, object, file, asked);
+    set_duration(document, resource, file, asked);
+    set_bitrate(document, resource, file, asked);
 }
 
-static Document begin_document()
+static void add_item(Document &document, const Object &object, Asked &asked)
+{
+    XmlNode *node = add_object(document, object, "item", asked.needs);
+    Object   original = original_of(object);
+
+    if (is_reference(object.entry) &&
+        (wants(asked.filter, "@refID") || wants(asked.filter, "item@refID")))
+        set(document, node, "refID", original.id);
+    add_file(document, node, original, asked);
+    add_cover(document, node, original, asked);
+}
+
+static Document begin_document(const Filter &filter)
 {
     Document document = { upnp_xml_new_node("DIDL-Lite", nullptr), true };
 
@@ -232,27 +368,34 @@ static Document begin_document()
         "http://purl.org/dc/elements/1.1/");
     set(document, document.root, "xmlns:upnp",
         "urn:schemas-upnp-org:metadata-1-0/upnp/");
+    if (wants(filter, "upnp:albumArtURI"))
+        set(document, document.root, "xmlns:dlna",
+            "urn:schemas-dlna-org:metadata-1-0/");
     return document;
 }
 
 std::string serve::didl(const MediaFolder         &folder,
                         const std::vector<Object> &objects,
-                        const Filter &filter, const char *base_url)
+                        const Filter &filter, const ClientNeeds &needs,
+                        const char *base_url)
 {
-    Document    document = begin_document();
+    Asked       asked = { folder, filter, needs, base_url, {} };
+    Document    document = begin_document(filter);
     UpnpString *text = nullptr;
     std::string result;
 
     for (const Object &object : objects) {
-        if (object.entry.is_folder)
-            add_container(document, folder, object, filter);
+        if (is_container(object.entry))
+            add_container(document, object, asked);
         else
-            add_item(document, folder, object, filter, base_url);
+            add_item(document, object, asked);
     }
     if (document.is_complete)
-        text = upnp_xml_tree_to_compliant_string(document.root, 0, 1);
+        text = (needs.unlimited
+                    ? upnp_xml_tree_to_string_valid
+                    : upnp_xml_tree_to_compliant_string)(document.root, 0, 1);
     if (text)
-        result = upnp_string_get_cstring(text);
+        result = text_for(needs, upnp_string_get_cstring(text));
     upnp_string_safe_free(&text);
     upnp_xml_release(document.root);
     return result;

@@ -2,6 +2,7 @@
 #ifndef QM_SERVE_DIDL_H
 #define QM_SERVE_DIDL_H
 
+#include "qm-serve/client_needs.h"
 #include "qm-serve/object_id.h"
 
 #include <string>
@@ -23,10 +24,12 @@ Filter read_filter(std::string_view list);
 // left out, since the fourth field has some of its own.
 std::string protocol_info(std::string_view type, const std::string &parameters);
 
-// The document for these objects, which lie in the folder; base_url is that of
-// the server, with "/". Empty when out of memory.
+// The document for these objects, which lie in the folder, and for the client
+// that needs this; base_url is that of the server, with "/". Empty when out of
+// memory.
 std::string didl(const MediaFolder &folder, const std::vector<Object> &objects,
-                 const Filter &filter, const char *base_url);
+                 const Filter &filter, const ClientNeeds &needs,
+                 const char *base_url);
 
 }
 

@@ -89,30 +89,38 @@ void serve::close_folder(MediaFolder &folder)
     folder.fd = -1;
 }
 
-int serve::open_inside(const MediaFolder &folder, const std::string &relative,
-                       struct stat &status)
+std::optional<std::string> serve::resolve_inside(const MediaFolder &folder,
+                                                 const std::string &relative)
 {
     CText real(realpath((folder.path + "/" + relative).c_str(), nullptr), free);
     std::string_view rest;
-    int              fd;
 
     if (!real)
-        return -1;
+        return {};
 
     // "/folder" holds "/folder" and "/folder/a", but not "/folder2".
     rest = real.get();
     if (!rest.starts_with(folder.path)) {
         errno = ENOENT;
-        return -1;
+        return {};
     }
     rest.remove_prefix(folder.path.size());
     if (!rest.empty() && rest.front() != '/') {
         errno = ENOENT;
-        return -1;
+        return {};
     }
     rest.remove_prefix(rest.empty() ? 0 : 1);
+    return std::string(rest);
+}
 
-    fd = open_resolved(folder.fd, rest);
+int serve::open_inside(const MediaFolder &folder, const std::string &relative,
+                       struct stat &status)
+{
+    std::optional<std::string> path = resolve_inside(folder, relative);
+    int                        fd = -1;
+
+    if (path)
+        fd = open_resolved(folder.fd, *path);
     if (fd == -1)
         return -1;
     if (fstat(fd, &status) == 0 && is_listed(status.st_mode))

@@ -9,6 +9,7 @@
 #include "qm-serve/media_facts.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -30,6 +31,11 @@ struct MediaEntry {
 // Finds the folder. False, with errno, if there is none.
 bool open_folder(MediaFolder &folder, const char *path);
 void close_folder(MediaFolder &folder);
+
+// The path, without links and dots, of what a path leads to; none, with errno,
+// if nothing stands there.
+std::optional<std::string> resolve_inside(const MediaFolder &folder,
+                                          const std::string &relative);
 
 // Opens a regular file or a folder for reading and asks for its status.
 // Returns a descriptor that the caller closes, or -1 with errno.

@@ -1,9 +1,10 @@
-// object_id.cpp - the ObjectIDs of files and folders.
+// object_id.cpp - the ObjectIDs of files, folders and playlists.
 
 #include "qm-serve/object_id.h"
 
 #include "qm-serve/title.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
@@ -39,8 +40,9 @@ static Object root_of(const MediaFolder &folder)
     return { root_id,
              "-1",
              "",
-             { name, title_of(name, true), upnp_class_of(name, true), 0,
-               true } };
+             { name, title_of(name, true),
+               upnp_class_of(name, EntryKind::FOLDER), 0, EntryKind::FOLDER,
+               "" } };
 }
 
 Object serve::child_of(const Object &container, const ListedEntry &entry)
@@ -48,7 +50,39 @@ Object serve::child_of(const Object &container, const ListedEntry &entry)
     bool is_top = container.id == root_id;
 
     return { (is_top ? "" : container.id) + digits_of(entry.key), container.id,
-             (is_top ? "" : container.relative + "/") + entry.name, entry };
+             !entry.target.empty() ? entry.target
+             : is_top              ? entry.name
+                                   : container.relative + "/" + entry.name,
+             entry };
+}
+
+std::string serve::id_of(std::string_view relative)
+{
+    std::string id;
+
+    while (!relative.empty()) {
+        std::string_view name = relative.substr(0, relative.find('/'));
+
+        if (name.starts_with('.') || id.size() >= MAX_LEVELS * KEY_DIGITS)
+            return "";
+        id += digits_of(name_key(name));
+        relative.remove_prefix(std::min(name.size() + 1, relative.size()));
+    }
+    return id.empty() ? root_id : id;
+}
+
+Object serve::original_of(const Object &object)
+{
+    Object original = object;
+
+    if (!is_reference(object.entry))
+        return object;
+    original.id = id_of(object.relative);
+    original.parent_id =
+        original.id.size() > KEY_DIGITS
+            ? original.id.substr(0, original.id.size() - KEY_DIGITS)
+            : root_id;
+    return original;
 }
 
 std::shared_ptr<const Listing> serve::children(const MediaFolder &folder,
@@ -57,7 +91,7 @@ std::shared_ptr<const Listing> serve::children(const MediaFolder &folder,
 {
     if (container.id.size() >= MAX_LEVELS * KEY_DIGITS)
         return std::make_shared<Listing>();
-    return listing(folder, container.relative, order);
+    return listing(folder, container.relative, container.entry, order);
 }
 
 // The child whose ID ends in these digits. There is one way to write them: IDs

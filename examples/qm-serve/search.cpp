@@ -218,7 +218,10 @@ static bool compares(const Condition &condition, const ListedEntry &entry)
     switch (condition.field) {
     case SearchField::TITLE: return fits(condition, entry.title);
     case SearchField::CLASS: return fits(condition, entry.upnp_class);
-    case SearchField::REF_ID: break;
+    case SearchField::REF_ID:
+        if (is_reference(entry))
+            return fits(condition, id_of(entry.target));
+        break;
     }
     return condition.comparison == Comparison::EXISTS &&
            condition.value == "false";
@@ -261,7 +264,7 @@ std::vector<Object> serve::search(const MediaFolder &folder,
         for (const ListedEntry &entry : contents->entries) {
             if (matches(condition, entry))
                 found.push_back(child_of(next, entry));
-            if (entry.is_folder)
+            if (is_container(entry))
                 waiting.push_back(child_of(next, entry));
         }
     }

@@ -13,8 +13,8 @@ namespace serve {
 
 enum class Comparison { ANY, IS, IS_NOT, CONTAINS, LACKS, DERIVED, EXISTS };
 
-// Which text of an object is looked at. Nothing here has a refID, but control
-// points ask for what has none.
+// Which text of an object is looked at. Items of playlists alone have a refID:
+// a control point that asks for what has none sees each file once.
 enum class SearchField { TITLE, CLASS, REF_ID };
 
 // A comparison, or other conditions of which all, or any, must hold.

@@ -5,6 +5,7 @@
 #include "runtime/upnp_sort.h"
 
 #include <algorithm>
+#include <cstring>
 
 // More keys than there are fields say nothing more.
 static constexpr size_t MAX_KEYS = 2;
@@ -38,8 +39,8 @@ std::optional<SortOrder> serve::read_sort_order(std::string_view criteria)
 
         if (!key || comma == criteria.size() - 1)
             return {};
-        if (order.size() < MAX_KEYS)
-            order.push_back(*key);
+        if (order.keys.size() < MAX_KEYS)
+            order.keys.push_back(*key);
         criteria.remove_prefix(std::min(comma, criteria.size() - 1) + 1);
     }
     return order;
@@ -49,10 +50,12 @@ int serve::compare(const SortOrder &order, const std::string &title_a,
                    const char *class_a, const std::string &title_b,
                    const char *class_b)
 {
-    for (const SortKey &key : order) {
+    auto compare_texts = order.by_bytes ? strcmp : upnp_utf8_stricmp;
+
+    for (const SortKey &key : order.keys) {
         int result = key.field == SortField::TITLE
-                         ? upnp_utf8_stricmp(title_a.c_str(), title_b.c_str())
-                         : upnp_utf8_stricmp(class_a, class_b);
+                         ? compare_texts(title_a.c_str(), title_b.c_str())
+                         : compare_texts(class_a, class_b);
 
         if (result != 0)
             return key.is_descending ? -result : result;

@@ -20,7 +20,12 @@ struct SortKey {
 };
 
 // The first key rules. Without any, folders stand first, and titles rise.
-using SortOrder = std::vector<SortKey>;
+struct SortOrder {
+    std::vector<SortKey> keys;
+    bool by_bytes = false;  // not by characters: accents and case count
+
+    auto operator<=>(const SortOrder &) const = default;
+};
 
 // What GetSortCapabilities answers.
 inline constexpr char sort_capabilities[] = "dc:title,upnp:class";

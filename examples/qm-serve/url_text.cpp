@@ -39,7 +39,7 @@ static std::string_view coded_path(std::string_view head)
     return target.substr(0, target.find('?'));
 }
 
-static std::string percent_decoded(std::string_view coded)
+std::string serve::percent_decoded(std::string_view coded)
 {
     std::string path;
 
@@ -63,7 +63,7 @@ static std::string percent_decoded(std::string_view coded)
 
 std::string serve::request_path(const char *head)
 {
-    std::string path = percent_decoded(coded_path(head));
+    std::string path = serve::percent_decoded(coded_path(head));
 
     return path.find('\0') == std::string::npos ? path : "";
 }

@@ -12,6 +12,10 @@ namespace serve {
 // Empty for a target that has no path or holds a coded NUL.
 std::string request_path(const char *head);
 
+// The bytes that a coded text stands for. What looks like a code but is none
+// stays.
+std::string percent_decoded(std::string_view coded);
+
 // A path as it stands in a link: all bytes coded but the unreserved ones of
 // RFC 3986, 2.3, and "/".
 std::string percent_coded(std::string_view path);

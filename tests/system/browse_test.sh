@@ -19,7 +19,7 @@ ln -s ../.. media/sub/deeper/loop
 
 # start [FOLDER] OPTION... - sets url, without the "/" at its end.
 start() {
-    launch "$serve" "$@" -appdata "$work/data" -inipath "$work/data"
+    launch "$serve" "$@" -nmcmode 0 -appdata "$work/data" -inipath "$work/data"
     url=${line%/}
 }
 

@@ -15,7 +15,9 @@ curl() { on server curl -s --path-as-is --max-time 60 "$@"; }
 # shellcheck disable=SC2086
 get() { curl $trusted "$@"; }
 status() { get -o /dev/null -w '%{http_code}' "$@"; }
-starts() { start server -ip 127.0.0.1 -httpport 9000 -upload . "$@"; }
+starts() {
+    start server -nmcmode 0 -ip 127.0.0.1 -httpport 9000 -upload . "$@"
+}
 client() {
     on server timeout 30 openssl s_client -connect 127.0.0.1:9443 -ign_eof \
         -CAfile qm-serve.crt -verify_return_error 2>/dev/null
@@ -33,8 +35,8 @@ statuses() {
 refused() {
     refused_why=$1
     shift
-    on server timeout 20 "$serve" media -appdata none -ip 127.0.0.1 \
-        -remoteport "$@" >out 2>&1
+    on server timeout 20 "$serve" media -appdata none -nmcmode 0 \
+        -ip 127.0.0.1 -remoteport "$@" >out 2>&1
     check "start with $refused_why" 1 $?
     check "message about $refused_why" 1 \
         "$(grep -c "^qm-serve:.*$refused_why" out)"

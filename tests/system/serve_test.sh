@@ -12,7 +12,8 @@ RSS_LIMIT_KB=24576
 
 # start OPTION... - sets url, without the "/" at its end, and port.
 start() {
-    launch "$serve" "$work/media" -ip 127.0.0.1 -appdata "$work/settings" "$@"
+    launch "$serve" "$work/media" -nmcmode 0 -ip 127.0.0.1 \
+        -appdata "$work/settings" "$@"
     url=${line%/}
     port=${url##*:}
 }
