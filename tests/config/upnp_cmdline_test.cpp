@@ -8,34 +8,18 @@
 #include "runtime/upnp_mem.h"
 #include "support/failing_heap.h"
 #include "support/log_lines.h"
+#include "support/take.h"
+#include "support/work_folder.h"
 
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <initializer_list>
 #include <pwd.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
-namespace fs = std::filesystem;
-
-static std::string text_or_dash(const char *text)
-{
-    return text ? text : "-";
-}
-
 static std::string string_of(uint32_t key)
 {
-    return text_or_dash(upnp_ini_file_getString(key));
-}
-
-static std::string take(char *text)
-{
-    std::string copy = text_or_dash(text);
-    if (text)
-        upnp_free_impl(text);
-    return copy;
+    const char *text = upnp_ini_file_getString(key);
+    return text ? text : "-";
 }
 
 namespace {
@@ -43,13 +27,11 @@ namespace {
 using Arguments = std::vector<const char *>;
 
 // Each test has a fresh table, and works in an empty directory.
-struct CommandLine : testing::Test {
+struct CommandLine : WorkFolder {
     void SetUp() override
     {
-        std::string pattern = fs::temp_directory_path() / "qm-cmd-XXXXXX";
-        dir = mkdtemp(pattern.data());
-        fs::create_directory(dir + "/exe");
-        fs::current_path(dir);
+        WorkFolder::SetUp();
+        std::filesystem::create_directory("exe");
         upnp_ini_file_init();
     }
     void TearDown() override
@@ -58,8 +40,7 @@ struct CommandLine : testing::Test {
         upnp_ini_file_set_default_appname("");
         upnp_log_set_level(0);
         upnp_log_set_sources(0);
-        fs::current_path("/");
-        fs::remove_all(dir);
+        WorkFolder::TearDown();
     }
     void restart()
     {
@@ -77,7 +58,6 @@ struct CommandLine : testing::Test {
         return upnp_ini_file_parse_cmdline(static_cast<int32_t>(all.size()),
                                            const_cast<char **>(all.data()));
     }
-    std::string dir;
 };
 
 }
@@ -132,20 +112,21 @@ TEST_F(CommandLine, SetsProperties)
 
 TEST_F(CommandLine, PrintsTheUsage)
 {
+    std::string exe = dir + "/exe/prog";
+    std::string text = "\nusage: " + exe + R"(
+
+       all params from the .ini file can be used as an option, preceded by a -
+       e.g. )" + exe + R"( -v 255
+       -inifile path and filename of ini file
+       -inipath path to ini file
+       -ininame filename of ini file
+)";
+
     for (const char *argument : { "-x?", "/help/x", "--help" }) {
         restart();
         testing::internal::CaptureStdout();
         EXPECT_EQ(parse({ "-ip", "a", argument, "-ip", "b" }), 1);
-        // clang-format off
-        EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                  "\nusage: " + dir + "/exe/prog\n\n"
-                  "       all params from the .ini file can be used as an "
-                  "option, preceded by a -\n"
-                  "       e.g. " + dir + "/exe/prog -v 255\n"
-                  "       -inifile path and filename of ini file\n"
-                  "       -inipath path to ini file\n"
-                  "       -ininame filename of ini file\n");
-        // clang-format on
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), text);
         EXPECT_EQ(string_of(INI_IP), "a") << "nothing behind it is taken";
     }
 }
@@ -162,27 +143,26 @@ TEST_F(CommandLine, IgnoresTwentyParameters)
 
 TEST_F(CommandLine, TakesOverTheOldestIniFile)
 {
-    std::string target = dir + "/quorelmedia.ini";
+    std::string start = "[Info] - LOG_SYSTEM: "
+                        "upnp_ini_file_check_for_old_inis : ";
+    std::string end = " copied to " + dir + "/quorelmedia.ini\n";
+    std::string copies = start + "existing ini file " + dir + "/second.ini" +
+                         end + start + "exisiting ini file " + dir +
+                         "/exe/first.ini" + end;
 
-    std::ofstream(dir + "/exe/first.ini") << "language=it\nip=from first\n";
-    std::ofstream(dir + "/second.ini") << "language=fr\n";
-    std::ofstream(dir + "/exe/second.ini") << "language=never\n";
+    put("exe/first.ini", "language=it\nip=from first\n");
+    put("second.ini", "language=fr\n");
+    put("exe/second.ini", "language=never\n");
     for (const char *name : { "first.ini", "missing.ini", "second.ini" })
         upnp_ini_file_add_default_file(name);
 
-    std::string       log = log_lines([&] { parse({ "-vlevel", "2" }); });
-    const std::string lines[] = {
-        "existing ini file " + dir + "/second.ini copied to " + target,
-        "exisiting ini file " + dir + "/exe/first.ini copied to " + target,
-    };
-    EXPECT_NE(log.find("upnp_ini_file_check_for_old_inis"), log.npos) << log;
-    EXPECT_NE(log.find(lines[1]), log.npos) << log;
-    EXPECT_LT(log.find(lines[0]), log.find(lines[1])) << log;
+    std::string log = log_lines([&] { parse({ "-vlevel", "2" }); });
+    EXPECT_EQ(log.substr(0, copies.size()), copies);
     EXPECT_EQ(string_of(INI_LANGUAGE), "it");
     EXPECT_EQ(string_of(INI_IP), "from first");
 
     restart();
-    std::ofstream(target) << "language=nl\n";
+    put("quorelmedia.ini", "language=nl\n");
     upnp_ini_file_add_default_file("first.ini");
     EXPECT_EQ(parse({ "-ip", "mine" }), 0);
     EXPECT_EQ(string_of(INI_LANGUAGE), "nl") << "a file that is there stays";
@@ -191,18 +171,16 @@ TEST_F(CommandLine, TakesOverTheOldestIniFile)
 
 TEST_F(CommandLine, SettlesTheDataDirectory)
 {
-    std::string data = dir + "/data";
+    std::string       x(1022, 'x');
+    const std::string names[][2] = { { "", "quorelmedia" },
+                                     { "own", "own" },
+                                     { x + "y", x } };
 
-    upnp_ini_file_setPropertyByKey(INI_APPDATA, data.c_str());
+    upnp_ini_file_setPropertyByKey(INI_APPDATA, "data");
     upnp_ini_file_init_DATA_Dir();
-    EXPECT_TRUE(fs::is_directory(data));
-    EXPECT_EQ(string_of(INI_INIPATH), data);
+    EXPECT_TRUE(std::filesystem::is_directory("data"));
+    EXPECT_EQ(string_of(INI_INIPATH), "data");
 
-    const std::string names[][2] = {
-        { "", "quorelmedia" },
-        { "own", "own" },
-        { std::string(1022, 'x') + "y", std::string(1022, 'x') },
-    };
     for (const auto &[name, directory] : names) {
         restart();
         upnp_ini_file_set_default_appname(name.c_str());

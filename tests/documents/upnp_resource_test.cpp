@@ -5,45 +5,35 @@
 #include "config/upnp_ini_file.h"
 #include "runtime/upnp_mem.h"
 #include "support/failing_heap.h"
+#include "support/log_lines.h"
+#include "support/work_folder.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-
-namespace fs = std::filesystem;
 
 // A program directory of its own, with resources.
-class Resource : public testing::Test {
-protected:
+struct Resource : WorkFolder {
     void SetUp() override
     {
-        char pattern[] = "/tmp/qm-resources-XXXXXX";
-        home = mkdtemp(pattern);
-        fs::create_directories(home / "resources/views");
+        WorkFolder::SetUp();
+        std::filesystem::create_directories("resources/views");
         upnp_ini_file_init();
-        upnp_set_EXE_Name(upnp_strdup_impl((home / "program").c_str()));
+        upnp_set_EXE_Name(upnp_strdup_impl((dir + "/program").c_str()));
         upnp_resource_init();
     }
-
     void TearDown() override
     {
         upnp_resource_exit();
         upnp_ini_file_release();
-        fs::remove_all(home);
+        WorkFolder::TearDown();
     }
-
-    void write(const std::string &name, const std::string &text)
+    static void write(const std::string &name, const std::string &text)
     {
-        std::ofstream(home / "resources" / name, std::ios::trunc) << text;
+        put("resources/" + name, text);
     }
-
-    fs::path home;
 };
 
 // What a look-up gives, "(none)" without a result; checks the two zero bytes.
-static std::string get(const std::string &name)
+static std::string served(const std::string &name)
 {
     std::string copy = name;
     uint32_t    size = 77;
@@ -74,18 +64,18 @@ TEST_F(Resource, OfListedKindsStayAsFirstRead)
         { "views", "views/a.xml", false },
     };
     for (const auto &c : cases) {
-        EXPECT_EQ(get(c.name), "(none)") << c.why;
+        EXPECT_EQ(served(c.name), "(none)") << c.why;
         write(c.name, "old");
         EXPECT_EQ(upnp_resource_exists(c.name), 1) << c.why;
-        EXPECT_EQ(get(c.name), "old") << c.why;
+        EXPECT_EQ(served(c.name), "old") << c.why;
         write(c.name, "newer");
-        EXPECT_EQ(get(c.name), c.is_kept ? "old" : "newer") << c.why;
+        EXPECT_EQ(served(c.name), c.is_kept ? "old" : "newer") << c.why;
     }
     write("empty.xml", "");
-    EXPECT_EQ(get("empty.xml"), "");
+    EXPECT_EQ(served("empty.xml"), "");
     write("empty.xml", "x");
-    EXPECT_EQ(get("empty.xml"), "x");
-    EXPECT_EQ(get("views"), "(none)");
+    EXPECT_EQ(served("empty.xml"), "x");
+    EXPECT_EQ(served("views"), "(none)");
     EXPECT_EQ(upnp_resource_exists(nullptr), 0);
 }
 
@@ -111,10 +101,13 @@ TEST_F(Resource, BeyondAHundredKeptOnesAreStillServed)
 {
     for (int i = 0; i <= 100; ++i) {
         std::string name = std::to_string(i) + ".txt";
+        std::string log = i < 100 ? ""
+                                  : "[Error] - LOG_SYSTEM: add_to_cache : too "
+                                    "many files (100)\n";
         write(name, "old");
-        EXPECT_EQ(get(name), "old");
+        EXPECT_EQ(log_lines([&] { EXPECT_EQ(served(name), "old"); }), log);
         write(name, "new");
-        EXPECT_EQ(get(name), i < 100 ? "old" : "new");
+        EXPECT_EQ(served(name), i < 100 ? "old" : "new");
     }
 }
 
@@ -129,7 +122,7 @@ TEST_F(Resource, LooksUpAgainWhenMemoryWasOut)
             if (upnp_resource_get(name, &size, &data))
                 upnp_free_impl(data);
         });
-        EXPECT_EQ(get("a.txt"), "text");
+        EXPECT_EQ(served("a.txt"), "text");
     }
 }
 
@@ -143,7 +136,7 @@ TEST_F(Resource, FunctionOfTheProgramTakesOver)
             memcpy(*data, name, *size);
             return 1;
         });
-    EXPECT_EQ(get("a.txt?q"), "a.txt");
+    EXPECT_EQ(served("a.txt?q"), "a.txt");
     register_upnp_resource_get_function(nullptr);
-    EXPECT_EQ(get("a.txt"), "file");
+    EXPECT_EQ(served("a.txt"), "file");
 }

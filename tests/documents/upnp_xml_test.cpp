@@ -2,15 +2,12 @@
 
 #include "documents/upnp_xml.h"
 
-#include "runtime/upnp_log.h"
 #include "runtime/upnp_mem.h"
 #include "support/edge_text.h"
 #include "support/failing_heap.h"
+#include "support/log_lines.h"
+#include "support/work_folder.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <memory>
 #include <pthread.h>
 #include <string>
@@ -25,18 +22,16 @@ struct ReleaseTree {
 using Tree = std::unique_ptr<XmlNode, ReleaseTree>;
 }
 
-static std::string shown(const char *text)
+// The text with its control bytes as in C.
+static std::string shown(std::string_view text)
 {
-    std::string out;
+    static constexpr std::string_view bytes = "\\\t\n\r", letters = "\\tnr";
+    std::string                       out;
 
-    for (; *text; ++text) {
-        switch (*text) {
-        case '\\': out += "\\\\"; break;
-        case '\t': out += "\\t"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        default: out += *text;
-        }
+    for (char byte : text) {
+        size_t at = bytes.find(byte);
+        out += at < bytes.size() ? std::string{ '\\', letters[at] }
+                                 : std::string(1, byte);
     }
     return out;
 }
@@ -72,24 +67,6 @@ static std::string repeat(int count, const std::string &text)
     return out;
 }
 
-// What a call writes to the log: its lines from the first level mark on.
-template <typename Call> static std::string logged_by(Call call)
-{
-    testing::internal::CaptureStdout();
-    upnp_log_set_sources(LOG_SYSTEM);
-    call();
-    upnp_log_set_sources(0);
-    std::string out = testing::internal::GetCapturedStdout();
-    return out.substr(std::min(out.find('['), out.size()));
-}
-
-static std::string contents(const std::filesystem::path &path)
-{
-    std::ifstream file(path, std::ios::binary);
-
-    return { std::istreambuf_iterator<char>(file), {} };
-}
-
 TEST(XmlParse, MakesTheExpectedTreeOfEachDocument)
 {
     int count = 0;
@@ -98,8 +75,9 @@ TEST(XmlParse, MakesTheExpectedTreeOfEachDocument)
         auto path = entry.path();
         if (path.extension() != ".xml")
             continue;
-        Tree tree = parse(contents(path));
-        EXPECT_EQ(dump(tree.get()), contents(path.replace_extension(".tree")))
+        Tree tree = parse(WorkFolder::get(path));
+        EXPECT_EQ(dump(tree.get()),
+                  WorkFolder::get(path.replace_extension(".tree")))
             << path;
         ++count;
     }
@@ -178,7 +156,7 @@ TEST(XmlParse, LogsWrongEndTagsAndGivesUpOnlyAtLevel101)
     for (const auto &c : cases) {
         int32_t flag = 0;
         Tree    tree;
-        EXPECT_EQ(logged_by([&] {
+        EXPECT_EQ(log_lines([&] {
                       tree.reset(upnp_xml_parse_with_depth(
                           EdgeText(c.text).data, c.depth, &flag));
                   }),

@@ -11,6 +11,10 @@
 
 using Write = UpnpString *(const XmlNode *, int32_t, int32_t);
 
+static constexpr Write *PLAIN = upnp_xml_tree_to_string;
+static constexpr Write *VALID = upnp_xml_tree_to_string_valid;
+static constexpr Write *COMPLIANT = upnp_xml_tree_to_compliant_string;
+
 static std::string taken(UpnpString *str)
 {
     if (!str)
@@ -21,9 +25,10 @@ static std::string taken(UpnpString *str)
     return out;
 }
 
-static std::string rewritten(const char *text, Write write, int32_t pretty = 0)
+static std::string rewritten(const std::string &text, Write write,
+                             int32_t pretty = 0)
 {
-    XmlNode    *root = upnp_xml_parse(text);
+    XmlNode    *root = upnp_xml_parse(text.c_str());
     std::string out = taken(write(root, pretty, 1));
 
     upnp_xml_release(root);
@@ -54,12 +59,11 @@ TEST(XmlWrite, HasThreeForms)
           "<desc xmlns=\"u\" nameSpace=\"u\">x</desc>" },
     };
     for (const auto &c : cases) {
-        EXPECT_EQ(rewritten(c.text, upnp_xml_tree_to_string), c.plain);
-        EXPECT_EQ(rewritten(c.text, upnp_xml_tree_to_string_valid), c.valid);
-        EXPECT_EQ(rewritten(c.text, upnp_xml_tree_to_compliant_string),
-                  c.compliant);
+        EXPECT_EQ(rewritten(c.text, PLAIN), c.plain);
+        EXPECT_EQ(rewritten(c.text, VALID), c.valid);
+        EXPECT_EQ(rewritten(c.text, COMPLIANT), c.compliant);
     }
-    EXPECT_EQ(taken(upnp_xml_tree_to_string(nullptr, 0, 0)), "(null)");
+    EXPECT_EQ(taken(PLAIN(nullptr, 0, 0)), "(null)");
 }
 
 TEST(XmlWrite, PrettyFormLeavesNoLineOfVanishedElements)
@@ -67,19 +71,17 @@ TEST(XmlWrite, PrettyFormLeavesNoLineOfVanishedElements)
     static const char text[] =
         "<a><e/><b><c>1</c><e/><d>2</d></b><e><e/></e><f p='1'><e/></f></a>";
 
-    EXPECT_EQ(rewritten(text, upnp_xml_tree_to_compliant_string, 1),
-              "<a>\n"
-              "    <b>\n"
-              "        <c>1</c>\n"
-              "        <d>2</d>\n"
-              "    </b>\n"
-              "    <f p=\"1\"/>\n"
-              "</a>");
-    EXPECT_EQ(rewritten("<a><b>1</b><c/></a>", upnp_xml_tree_to_string, 1),
-              "<a>\n"
-              "    <b>1</b>\n"
-              "    <c></c>\n"
-              "</a>");
+    EXPECT_EQ(rewritten(text, COMPLIANT, 1), "<a>\n"
+                                             "    <b>\n"
+                                             "        <c>1</c>\n"
+                                             "        <d>2</d>\n"
+                                             "    </b>\n"
+                                             "    <f p=\"1\"/>\n"
+                                             "</a>");
+    EXPECT_EQ(rewritten("<a><b>1</b><c/></a>", PLAIN, 1), "<a>\n"
+                                                          "    <b>1</b>\n"
+                                                          "    <c></c>\n"
+                                                          "</a>");
 }
 
 TEST(XmlWrite, TakesSiblingsAndLeavesOutWhatHasNoName)
@@ -96,7 +98,7 @@ TEST(XmlWrite, TakesSiblingsAndLeavesOutWhatHasNoName)
     upnp_free_impl(first->next->name);
     first->next->name = nullptr;
     EXPECT_EQ(taken(upnp_xml_node_to_string(first, 1)), "<a></a>\n<c></c>");
-    EXPECT_EQ(taken(upnp_xml_tree_to_string(first, 1, 1)), "<a></a>");
+    EXPECT_EQ(taken(PLAIN(first, 1, 1)), "<a></a>");
     upnp_xml_release(first);
 }
 
@@ -130,19 +132,16 @@ TEST(XmlWrite, HoldsFieldsToTheirLimits)
         { "protocolInfo", "http-get:*:a", "http-get:*:a" },
     };
     for (const auto &c : cases) {
-        std::string value = "<" + c.name + ">" + c.value + "</" + c.name + ">";
-        std::string written =
-            c.written.empty()
-                ? ""
-                : "<" + c.name + ">" + c.written + "</" + c.name + ">";
-        EXPECT_EQ(rewritten(value.c_str(), upnp_xml_tree_to_compliant_string),
-                  written);
+        bool        stays = !c.written.empty();
+        std::string tag = "<" + c.name + ">", end = "</" + c.name + ">";
+        std::string attribute =
+            stays ? " " + c.name + "=\"" + c.written + "\"" : "";
 
-        value = "<a k='1' " + c.name + "='" + c.value + "'/>";
-        written =
-            c.written.empty() ? "" : " " + c.name + "=\"" + c.written + "\"";
-        EXPECT_EQ(rewritten(value.c_str(), upnp_xml_tree_to_compliant_string),
-                  "<a" + written + " k=\"1\"/>");
+        EXPECT_EQ(rewritten(tag + c.value + end, COMPLIANT),
+                  stays ? tag + c.written + end : "");
+        EXPECT_EQ(
+            rewritten("<a k='1' " + c.name + "='" + c.value + "'/>", COMPLIANT),
+            "<a" + attribute + " k=\"1\"/>");
     }
 }
 
@@ -153,9 +152,7 @@ TEST(XmlWrite, GivesNoPartialTextWithoutMemory)
                                     "</dc:title><duration>1</duration></a>")
                                        .c_str());
 
-    for (Write *write :
-         { upnp_xml_tree_to_string, upnp_xml_tree_to_string_valid,
-           upnp_xml_tree_to_compliant_string }) {
+    for (Write *write : { PLAIN, VALID, COMPLIANT }) {
         std::string whole = taken(write(root, 1, 1));
         for_each_failing_allocation([&] {
             UpnpString *text = write(root, 1, 1);
