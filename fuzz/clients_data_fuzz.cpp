@@ -8,12 +8,24 @@
 
 using fuzz::require;
 
+// The writer stops after so many; a file of another making may hold more.
+static constexpr int MOST_WRITTEN = 100;
+
 static bool start()
 {
     upnp_ini_file_init();
     upnp_ini_file_setPropertyByKey(INI_APPDATA, "/memory");
     // All machines are worth keeping then.
     return upnp_client_db_set_autoenable(0) == 0;
+}
+
+static int count_machines()
+{
+    int count = 0;
+
+    for (const ClientEntry *entry = g_pClients; entry; entry = entry->next)
+        ++count;
+    return count;
 }
 
 // Each restart turns the order of the machines around.
@@ -42,10 +54,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     disk::store(text.bytes.get(), text.size);
     client_table_read();
 
+    bool        fits = count_machines() <= MOST_WRITTEN;
     std::string machines = list();
     restart();
     restart();
-    require(list() == machines);
+    require(!fits || list() == machines);
     exit_client_table();
     require(upnp_mem_used() == used);
     return 0;
