@@ -5,18 +5,15 @@
 #include "runtime/upnp_mem.h"
 #include "runtime/upnp_socket.h"
 #include "support/failing_heap.h"
+#include "support/socket_pair.h"
+#include "support/work_folder.h"
 
-#include <algorithm>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -24,36 +21,15 @@ namespace {
 // from a peer that stays never returns.
 enum Peer { STAYS, CLOSES, FAILS };
 
-struct Pair {
-    explicit Pair(const std::string &sent = "", Peer peer = STAYS)
+struct Pair : SocketPair {
+    Pair(const std::string &sent, Peer does) : SocketPair(sent)
     {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fd), 0);
-        EXPECT_EQ(write(fd[1], sent.data(), sent.size()),
-                  static_cast<ssize_t>(sent.size()));
-        if (peer == CLOSES)
-            shutdown(fd[1], SHUT_WR);
-        if (peer == FAILS)
-            fcntl(fd[0], F_SETFL, O_NONBLOCK);
+        if (does == CLOSES)
+            shutdown(peer, SHUT_WR);
+        if (does == FAILS)
+            fcntl(own, F_SETFL, O_NONBLOCK);
     }
-    ~Pair()
-    {
-        close(fd[0]);
-        close(fd[1]);
-    }
-    static std::string rest(int from)
-    {
-        char    buffer[4096];
-        ssize_t got = recv(from, buffer, sizeof(buffer), MSG_DONTWAIT);
-        return { buffer, static_cast<size_t>(std::max<ssize_t>(got, 0)) };
-    }
-    int fd[2];
 };
-
-std::string contents(const std::string &path)
-{
-    std::ifstream file(path);
-    return { std::istreambuf_iterator<char>(file), {} };
-}
 
 const std::string chunked = "POST / HTTP/1.1\r\ntransfer-encoding: CHUNKED\r\n"
                             "Content-Length: 1\r\n\r\n";
@@ -120,13 +96,12 @@ TEST(ReadBody, ReturnsWhatCameAndReadsNoFurther)
     for (auto c : cases) {
         SCOPED_TRACE(c.why);
         Pair        pair(c.sent, c.peer);
-        UpnpString *body =
-            http_read_body(pair.fd[0], c.header.data(), c.strict);
+        UpnpString *body = http_read_body(pair.own, c.header.data(), c.strict);
         ASSERT_EQ(body != nullptr, c.body != nullptr);
         if (body) {
             EXPECT_EQ(std::string(body->buffer, body->length), c.body);
         }
-        EXPECT_EQ(Pair::rest(pair.fd[0]), c.left);
+        EXPECT_EQ(Pair::waiting(pair.own), c.left);
         upnp_string_safe_free(&body);
     }
     getrusage(RUSAGE_SELF, &after);
@@ -142,13 +117,14 @@ TEST(ReadBody, EndsWithoutLeaksWhenMemoryRunsOut)
     for (std::string &head : heads)
         for_each_failing_allocation([&] {
             Pair pair("2\r\nhe\r\n2\r\nhe\r\n0\r\n\r\n", CLOSES);
-            upnp_string_free(HTTP_receive_body(pair.fd[0], head.data()));
+            upnp_string_free(HTTP_receive_body(pair.own, head.data()));
         });
 }
 
-TEST(ReceiveFile, AppendsWhatCame)
+struct ReceiveFile : WorkFolder {};
+
+TEST_F(ReceiveFile, AppendsWhatCame)
 {
-    const std::string path = testing::TempDir() + "http_body_test.bin";
     const struct {
         const char *why;
         std::string header, sent;
@@ -175,40 +151,37 @@ TEST(ReceiveFile, AppendsWhatCame)
     for (auto c : cases) {
         SCOPED_TRACE(c.why);
         Pair pair(c.sent, c.peer);
-        std::ofstream(path) << "old ";
-        EXPECT_EQ(HTTP_receive_file(pair.fd[0], c.header.data(), path.c_str(),
-                                    c.limit_mb),
-                  c.result);
-        EXPECT_EQ(contents(path), c.file);
+        put("file", "old ");
+        EXPECT_EQ(
+            HTTP_receive_file(pair.own, c.header.data(), "file", c.limit_mb),
+            c.result);
+        EXPECT_EQ(get("file"), c.file);
     }
     std::string head = ends;
     EXPECT_EQ(HTTP_receive_file(-1, head.data(), nullptr, 0), 0);
     EXPECT_EQ(HTTP_receive_file(-1, head.data(), "/no/such/file", 0), 0);
-    EXPECT_EQ(HTTP_receive_file(-1, nullptr, path.c_str(), 0), 0);
-    unlink(path.c_str());
+    EXPECT_EQ(HTTP_receive_file(-1, nullptr, "file", 0), 0);
 }
 
-TEST(ReceiveFile, StoresManyBlocksUpToTheLimit)
+TEST_F(ReceiveFile, StoresManyBlocksUpToTheLimit)
 {
-    const std::string path = testing::TempDir() + "http_body_test.bin";
     const std::string body(3 << 20, 'x');
 
     for (int limit_mb : { 1, 3 }) {
         std::string head = ends;
-        Pair        pair;
+        Pair        pair("", STAYS);
         std::thread peer([&] {
-            upnp_send(pair.fd[1], body.data(), body.size());
-            shutdown(pair.fd[1], SHUT_WR);
+            upnp_send(pair.peer, body.data(), body.size());
+            shutdown(pair.peer, SHUT_WR);
         });
-        unlink(path.c_str());
-        int32_t result =
-            HTTP_receive_file(pair.fd[0], head.data(), path.c_str(), limit_mb);
-        shutdown(pair.fd[0], SHUT_RD);
+        EXPECT_EQ(HTTP_receive_file(pair.own, head.data(),
+                                    std::to_string(limit_mb).c_str(), limit_mb),
+                  limit_mb == 3);
+        shutdown(pair.own, SHUT_RD);
         peer.join();
-        EXPECT_EQ(result, limit_mb == 3);
-        EXPECT_EQ(contents(path) == body, limit_mb == 3);
     }
-    unlink(path.c_str());
+    EXPECT_LT(get("1").size(), body.size());
+    EXPECT_EQ(get("3") == body, true);
 }
 
 TEST(SendChunked, WritesHeadPartsAndEnd)
@@ -226,20 +199,20 @@ TEST(SendChunked, WritesHeadPartsAndEnd)
         "1a\r\nabcdefghijklmnopqrstuvwxyz\r\n"
         "0\r\n\r\n");
     UpnpString *part = upnp_string_create("abcdefghijklmnopqrstuvwxyz", 64);
-    Pair        pair;
+    SocketPair  pair;
 
-    EXPECT_EQ(HTTP_send_chunked_header(pair.fd[1], nullptr), 0);
-    EXPECT_EQ(HTTP_send_chunked_part(pair.fd[1], part), 0);
-    EXPECT_EQ(HTTP_send_chunked_part(pair.fd[1], part), 0) << "empty by now";
-    EXPECT_EQ(HTTP_send_chunked_end(pair.fd[1]), 0);
-    std::string sent = Pair::rest(pair.fd[0]);
+    EXPECT_EQ(HTTP_send_chunked_header(pair.peer, nullptr), 0);
+    EXPECT_EQ(HTTP_send_chunked_part(pair.peer, part), 0);
+    EXPECT_EQ(HTTP_send_chunked_part(pair.peer, part), 0) << "empty by now";
+    EXPECT_EQ(HTTP_send_chunked_end(pair.peer), 0);
+    std::string sent = Pair::waiting(pair.own);
     EXPECT_TRUE(std::regex_match(sent, wire)) << sent;
 
-    shutdown(pair.fd[1], SHUT_WR);
+    shutdown(pair.peer, SHUT_WR);
     part = upnp_string_concat(part, "kept");
-    EXPECT_EQ(HTTP_send_chunked_part(pair.fd[1], part), 1);
+    EXPECT_EQ(HTTP_send_chunked_part(pair.peer, part), 1);
     EXPECT_STREQ(part->buffer, "kept");
-    EXPECT_EQ(HTTP_send_chunked_end(pair.fd[1]), 1);
+    EXPECT_EQ(HTTP_send_chunked_end(pair.peer), 1);
     upnp_string_free(part);
 }
 

@@ -8,6 +8,7 @@
 #include "runtime/upnp_socket.h"
 #include "server/server_rows.h"
 #include "support/failing_heap.h"
+#include "support/socket_pair.h"
 #include "support/work_folder.h"
 
 #include <arpa/inet.h>
@@ -138,15 +139,10 @@ bool logs(const std::function<void()> &call, const std::string &text)
 // What a call sends on a socket, with its result in front.
 std::string sent_by(const Call &call)
 {
-    int  fd[2];
-    char buffer[16384];
+    SocketPair  pair;
+    std::string result = std::to_string(call(pair.own)) + " ";
 
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fd), 0);
-    std::string result = std::to_string(call(fd[0])) + " ";
-    ssize_t     got = recv(fd[1], buffer, sizeof(buffer), MSG_DONTWAIT);
-    close(fd[0]);
-    close(fd[1]);
-    return result.append(buffer, static_cast<size_t>(got > 0 ? got : 0));
+    return result + SocketPair::waiting(pair.peer);
 }
 
 }

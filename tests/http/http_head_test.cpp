@@ -2,12 +2,10 @@
 
 #include "http/http.h"
 #include "support/edge_text.h"
+#include "support/socket_pair.h"
 
 #include <gtest/gtest.h>
 #include <string>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 
 namespace {
 struct Read {
@@ -20,27 +18,17 @@ struct Read {
 // at an unmapped page.
 static Read read_head(const std::string &input, int32_t size)
 {
-    EdgeBytes buffer(std::string(static_cast<size_t>(size), '#'));
-    Read      result;
-    int32_t   length;
-    int       pair[2];
-    char      c;
+    EdgeBytes  buffer(std::string(static_cast<size_t>(size), '#'));
+    SocketPair pair(input);
+    Read       result;
 
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    std::thread peer([&] {
-        send(pair[1], input.data(), input.size(), MSG_NOSIGNAL);
-        shutdown(pair[1], SHUT_WR);
-    });
-    length = HTTP_get_header(pair[0], buffer.data, size);
+    shutdown(pair.peer, SHUT_WR);
+    int32_t length = HTTP_get_header(pair.own, buffer.data, size);
     if (length > 0) {
         result.head.assign(buffer.data, static_cast<size_t>(length));
         EXPECT_EQ(buffer.data[length], '\0');
     }
-    while (recv(pair[0], &c, 1, 0) == 1)
-        result.rest += c;
-    peer.join();
-    close(pair[0]);
-    close(pair[1]);
+    result.rest = SocketPair::waiting(pair.own);
     return result;
 }
 

@@ -7,14 +7,13 @@
 #include "runtime/upnp_mem.h"
 #include "server/upnp_dtcp.h"
 #include "support/failing_heap.h"
+#include "support/socket_pair.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <sys/socket.h>
 #include <time.h>
-#include <unistd.h>
 
 namespace {
 
@@ -120,18 +119,6 @@ static std::string without_date(std::string head)
     return head.replace(at, date.size(), "@");
 }
 
-// Everything that was sent on pair[0], which is closed.
-static std::string received(const int (&pair)[2])
-{
-    std::string text(1 << 15, '\0');
-
-    close(pair[0]);
-    ssize_t count = recv(pair[1], text.data(), text.size(), MSG_WAITALL);
-    close(pair[1]);
-    text.resize(count > 0 ? count : 0);
-    return text;
-}
-
 class SendHeader : public testing::Test {
 protected:
     SendHeader()
@@ -153,23 +140,19 @@ protected:
 
     void check(const Exchange &exchange)
     {
-        HttpServerEntry server = {};
-        HttpConnection  connection = {};
-        int             pair[2];
-
         now = exchange;
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-        connection.server = &server;
-        connection.socket = pair[0];
         std::string head = std::string(now.method) + " " + now.target +
                            " HTTP/" + now.version + "\r\n" + now.host +
                            now.lines +
                            (now.lines.empty() ? "\r\n" : "\r\n\r\n");
-        send(pair[1], head.data(), head.size(), 0);
+        SocketPair      pair(head);
+        HttpServerEntry server = {};
+        HttpConnection  connection = { &server, pair.own, nullptr, 0, 0 };
         EXPECT_EQ(HTTP_send_receive(&connection),
                   now.closes || now.connection == "close")
             << head;
-        EXPECT_EQ(without_date(received(pair)), expected_head()) << head;
+        EXPECT_EQ(without_date(SocketPair::waiting(pair.peer)), expected_head())
+            << head;
     }
 };
 
@@ -204,26 +187,24 @@ TEST_F(SendHeader, NamesEachStatus)
 
 TEST_F(SendHeader, TellsWhetherTheConnectionStays)
 {
+    static const char keep[] = "keep-alive", close[] = "close";
+
     static const struct {
-        const char *method, *version, *line;
-        int         quirks;
-        const char *protocol, *connection;
+        const char *method, *version, *line, *connection;
     } cases[] = {
-        { "GET",     "1.1", "", 0, "HTTP/1.1 ", "keep-alive" },
-        { "GET",     "1.1", "", NEEDS_1_0, "HTTP/1.1 ", "keep-alive" },
-        { "HEAD",    "1.1", "connection: keep-alive", 0, "HTTP/1.1 ",
-          "keep-alive" },
-        { "OPTIONS", "1.1", "Connection: close", 0, "HTTP/1.1 ", "close" },
-        { "GET",     "1.1", "Connection: TE", 0, "HTTP/1.1 ", "close" },
-        { "GET",     "1.1", "Connection: TE, close, Keep-Alive", 0,
-          "HTTP/1.1 ", "keep-alive" },
-        { "GET",     "1.0", "", 0, "HTTP/1.1 ", "close" },
-        { "HEAD",    "1.0", "Connection: Keep-Alive", 0, "HTTP/1.1 ", "close" },
-        { "GET",     "1.0", "", NEEDS_1_0, "HTTP/1.0 ", "close" },
+        { "GET",     "1.1", "", keep },
+        { "HEAD",    "1.1", "connection: keep-alive, x", keep },
+        { "OPTIONS", "1.1", "Connection: Close", close },
+        { "GET",     "1.1", "Connection: TE", close },
+        { "GET",     "1.1", "Connection: TE, close\r\nY: Keep-Alive", keep },
+        { "GET",     "1.1", "Connection:Keep-Alive\r\nY: z", close },
+        { "GET",     "1.1", "Connection:close\r\nY: keep-alive", keep },
+        { "GET",     "1.1", "Proxy-Connection: close", keep },
+        { "GET",     "1.0", "", close },
+        { "HEAD",    "1.0", "Connection: Keep-Alive", close },
     };
     for (const auto &c : cases)
         check({ .lines = c.line, .method = c.method, .version = c.version,
-                .quirks = c.quirks, .protocol = c.protocol,
                 .connection = c.connection });
 }
 
@@ -331,6 +312,9 @@ TEST_F(SendHeader, NamesTheRange)
 TEST_F(SendHeader, MeetsTheOtherRules)
 {
     static const Exchange cases[] = {
+        { .quirks = NEEDS_1_0 },
+        { .version = "1.0", .quirks = NEEDS_1_0, .protocol = "HTTP/1.0 ",
+          .connection = "close" },
         { .version = "1.0", .quirks = NEEDS_1_0, .asks = 416,
           .status = "404 Not Found", .protocol = "HTTP/1.0 ",
           .connection = "close" },
@@ -393,18 +377,17 @@ TEST_F(SendHeader, MeetsTheOtherRules)
 
 TEST(SendHeaderAlone, FillsUpAHeadThatDoesNotFit)
 {
-    auto request = std::make_unique<HttpRequest>();
-    int  pair[2];
+    SocketPair pair;
+    auto       request = std::make_unique<HttpRequest>();
 
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    request->socket = pair[0];
+    request->socket = pair.own;
     request->http_version = 11;
     request->mime_type = "a/b";
     HTTP_add_header(request.get(), std::string(9000, 'x').c_str());
     EXPECT_EQ(strlen(request->response_headers), 8191u);
     EXPECT_EQ(HTTP_send_header(request.get(), 200), 0);
 
-    std::string sent = received(pair);
+    std::string sent = SocketPair::waiting(pair.peer);
     EXPECT_EQ(sent.find('\0'), 8191u);
     EXPECT_EQ(sent.find_first_not_of('\0', 8191), std::string::npos);
     // Behind the x come EXT, Server and the empty line.
@@ -413,12 +396,11 @@ TEST(SendHeaderAlone, FillsUpAHeadThatDoesNotFit)
 
 TEST(SendHeaderAlone, FailsWithoutMemoryAndWithoutAPeer)
 {
-    auto    request = std::make_unique<HttpRequest>();
-    int     pair[2];
-    int32_t result = 1;
+    SocketPair pair;
+    auto       request = std::make_unique<HttpRequest>();
+    int32_t    result = 1;
 
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    request->socket = pair[0];
+    request->socket = pair.own;
     strcpy(request->header, "\nAccept-Language: de\r\n");
     for_each_failing_allocation([&] {
         EXPECT_NE(result, 0) << "sent although memory was out";
@@ -426,9 +408,8 @@ TEST(SendHeaderAlone, FailsWithoutMemoryAndWithoutAPeer)
     });
     EXPECT_EQ(result, 0);
     EXPECT_EQ(HTTP_send_header(nullptr, 200), 1);
-    close(pair[1]);
+    shutdown(pair.own, SHUT_WR);
     EXPECT_EQ(HTTP_send_header(request.get(), 200), 1);
-    close(pair[0]);
 }
 
 TEST(AddHeader, AddsTheUsualLines)

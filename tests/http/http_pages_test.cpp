@@ -4,14 +4,12 @@
 
 #include "runtime/upnp_socket.h"
 #include "support/failing_heap.h"
+#include "support/socket_pair.h"
 
-#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -28,8 +26,7 @@ int32_t tls_send(int32_t, const void *data, int64_t length)
 struct Exchange {
     Exchange() : request(new HttpRequest())
     {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fd), 0);
-        request->socket = fd[0];
+        request->socket = pair.own;
         request->method = HTTP_METHOD_GET;
         request->http_version = 11;
         request->range_start = request->range_end = HTTP_RANGE_NONE;
@@ -38,19 +35,12 @@ struct Exchange {
         strcpy(request->header, "GET /a HTTP/1.1\r\n\r\n");
         tls_bytes.clear();
     }
-    ~Exchange()
-    {
-        close(fd[0]);
-        close(fd[1]);
-    }
     std::string answer() const
     {
-        char    buffer[8192];
-        ssize_t got = recv(fd[1], buffer, sizeof(buffer), MSG_DONTWAIT);
-        return { buffer, static_cast<size_t>(std::max<ssize_t>(got, 0)) };
+        return SocketPair::waiting(pair.peer);
     }
+    SocketPair                   pair;
     std::unique_ptr<HttpRequest> request;
-    int                          fd[2];
 };
 
 int32_t unavailable(HttpRequest *request)
@@ -115,7 +105,7 @@ TEST(Pages, FollowAHeadThatFits)
             fail_allocation_after(-1);
             EXPECT_EQ(broken.answer(), "");
         }
-        shutdown(broken.fd[0], SHUT_WR);
+        shutdown(broken.pair.own, SHUT_WR);
         EXPECT_EQ(p.send(broken.request.get()), 1);
         EXPECT_EQ(p.send(nullptr), 1);
     }
