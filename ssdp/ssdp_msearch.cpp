@@ -115,18 +115,19 @@ static void send_until_done(const ssdp::Hold &hold)
     int32_t budget = INITIAL_BURSTS;
 
     while (ssdp::is_valid(hold)) {
-        int32_t interval_ms = ssdp::msearch_initial_interval_ms();
-
         send_burst(hold);
         shared::store(hold.entry->msearchWake, 0);
+
+        int32_t interval_ms = ssdp::msearch_initial_interval_ms();
         if (budget > 0)
             --budget;
         if (budget == 0 || interval_ms <= 0) {
             budget = 0;
             interval_ms = ssdp::msearch_interval_ms();
+            // A negative interval is no wait, not an end.
+            if (interval_ms == 0)
+                return;
         }
-        if (interval_ms <= 0)
-            return;
         wait_for_next_burst(hold, interval_ms);
     }
 }

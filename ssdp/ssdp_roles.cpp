@@ -7,6 +7,7 @@
 #include "runtime/upnp_thread.h"
 #include "runtime/upnp_udn.h"
 #include "server/upnp_server.h"
+#include "ssdp/ssdp_hold.h"
 #include "ssdp/upnp_ssdp.h"
 
 #include <span>
@@ -207,16 +208,17 @@ static void on_all_interfaces(void (*send)(const Route &to))
 {
     for (int32_t pass = 0; pass < RUIS_PASSES; ++pass) {
         for (int32_t i = 0; i < shared::load(g_nInterfaceCount); ++i) {
-            HttpServerEntry *row =
-                getHTTPServerData(static_cast<uint32_t>(i));
-            int32_t socket = row ? shared::load(row->heartbeatSocket) : -1;
-            char    ip[UPNP_IP_SIZE];
+            HttpServerEntry *row = getHTTPServerData(static_cast<uint32_t>(i));
+            ssdp::Hold       hold;
+            char             ip[UPNP_IP_SIZE];
 
-            if (socket == -1)
+            if (!row ||
+                !ssdp::join(hold, row, &HttpServerEntry::heartbeatSocket))
                 continue;
             shared::copy_text_out(ip, row->ip, sizeof(ip));
-            send({ socket, ip, shared::load(row->httpPort), SSDP_GROUP,
+            send({ hold.own, ip, shared::load(row->httpPort), SSDP_GROUP,
                    SSDP_PORT });
+            ssdp::leave(hold);
         }
         Sleep(RUIS_PAUSE_MS);
     }

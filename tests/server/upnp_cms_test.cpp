@@ -2,16 +2,15 @@
 
 #include "server/upnp_cms.h"
 
+#include "server/fake_machine.h"
 #include "server/upnp_error.h"
 #include "support/failing_heap.h"
+#include "support/socket_pair.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <memory>
-#include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using std::string_literals::operator""s;
 
@@ -19,19 +18,6 @@ static const std::string envelope =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?><s:Envelope "
     "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
     "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">";
-
-static int32_t is_renderer;
-
-extern "C" {
-int32_t __wrap_upnp_ssdp_getRenderer();
-int32_t __real_upnp_ssdp_getRenderer();
-}
-
-// The role cannot be undone, and the other tests of this program have none.
-int32_t __wrap_upnp_ssdp_getRenderer()
-{
-    return is_renderer ? 1 : __real_upnp_ssdp_getRenderer();
-}
 
 // The text with each @ replaced by the next value.
 static std::string filled(std::string                        text,
@@ -79,23 +65,17 @@ struct Answer {
 // Calls with a request on one end of a socket pair, and takes the answer.
 template <typename Call> static Answer answer(Call call)
 {
-    auto request = std::make_unique<HttpRequest>();
-    int  fd[2];
-    char buffer[8192];
+    auto       request = std::make_unique<HttpRequest>();
+    SocketPair sockets;
 
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fd), 0);
-    request->socket = fd[0];
+    request->socket = sockets.own;
     request->method = HTTP_METHOD_POST;
     request->http_version = 11;
     request->range_start = request->range_end = HTTP_RANGE_NONE;
     strcpy(request->header, "POST /cm HTTP/1.1\r\n\r\n");
     int32_t     result = call(request.get());
-    ssize_t     got = recv(fd[1], buffer, sizeof(buffer), MSG_DONTWAIT);
-    std::string text(buffer, static_cast<size_t>(got > 0 ? got : 0));
-    close(fd[0]);
-    close(fd[1]);
-
-    size_t end = text.find("\r\n\r\n");
+    std::string text = SocketPair::waiting(sockets.peer);
+    size_t      end = text.find("\r\n\r\n");
     if (end == text.npos)
         return { result, text, "" };
     return { result, text.substr(0, end + 2), text.substr(end + 4) };
@@ -196,7 +176,7 @@ TEST(UpnpCms, DescribesAConnection)
         { 1, " 0", nullptr },
     };
     for (const auto &c : cases) {
-        is_renderer = c.renderer;
+        FakeMachine::is_renderer = c.renderer;
         Answer a =
             ask_info("<s:Body><u:A><ConnectionID>" + std::string(c.value) +
                          "</ConnectionID></u:A></s:Body>",
@@ -209,7 +189,7 @@ TEST(UpnpCms, DescribesAConnection)
             << c.value;
         expect_type(a);
     }
-    is_renderer = 0;
+    FakeMachine::is_renderer = 0;
     EXPECT_EQ(ask_info("<ConnectionID>0</ConnectionID>", nullptr).body,
               info("-1", ""));
     EXPECT_EQ(ask_info("no XML", "").body, fault(402, "Invalid Args"));

@@ -2,64 +2,30 @@
 
 #include "server/upnp_nic.h"
 
-#include "config/upnp_ini_file.h"
-#include "runtime/upnp_mem.h"
-#include "runtime/upnp_shared.h"
+#include "server/fake_machine.h"
 #include "server/server_rows.h"
 #include "support/failing_heap.h"
 #include "support/log_lines.h"
-#include "support/work_folder.h"
+#include "support/take.h"
 
-#include <algorithm>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
-// The machine as these tests see it.
-static std::vector<std::string> addresses;
-static int32_t                  looks, restarts, changes_told;
-
-extern "C" {
-void __wrap_upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
-                                int32_t max, const char *fixed_ip);
-void __wrap_Sleep(int32_t ms);
-void __real_Sleep(int32_t ms);
-}
-
-void __wrap_upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
-                                int32_t  max, const char *)
-{
-    ++looks;
-    *count = std::min<int32_t>(static_cast<int32_t>(addresses.size()), max);
-    for (int32_t i = 0; i < *count; ++i)
-        strcpy(table[i], addresses[static_cast<size_t>(i)].c_str());
-}
-
-void __wrap_Sleep(int32_t ms)
-{
-    __real_Sleep(ms / 50 + 1);
-}
+static int32_t restarts, changes_told;
 
 namespace {
 
-struct Nic : WorkFolder {
+struct Nic : FakeMachine {
     void SetUp() override
     {
-        WorkFolder::SetUp();
-        upnp_ini_file_init();
-        upnp_ini_file_setPropertyByKey(INI_APPDATA, dir.c_str());
-        upnp_ini_file_setPropertyByKey(INI_NMCMODE, "0");
+        FakeMachine::SetUp();
         server_set_cp_callback([] { ++restarts; });
         server_set_dtcp_callbacks(
             nullptr, nullptr,
             [] { changes_told += upnp_server_is_in_restart(); }, nullptr,
             nullptr);
-        shared::store(g_server_running, 1);
         addresses = { "127.0.0.1", "127.0.1.1", "127.0.1.2" };
-        looks = restarts = changes_told = 0;
         upnp_server_start(&state);
-        looks = 0;
+        looks = restarts = changes_told = 0;
     }
     void TearDown() override
     {
@@ -68,8 +34,7 @@ struct Nic : WorkFolder {
         server_set_cp_callback(nullptr);
         server_set_dtcp_callbacks(nullptr, nullptr, nullptr, nullptr, nullptr);
         shared::store(g_nInterfaceCount, 0);
-        upnp_ini_file_release();
-        WorkFolder::TearDown();
+        FakeMachine::TearDown();
     }
     // The clock goes on from test to test, as the last check does.
     static uint32_t later(uint32_t seconds)
@@ -81,35 +46,28 @@ struct Nic : WorkFolder {
     uint32_t               state = 0;
 };
 
-std::string take(char *text)
-{
-    std::string copy = text ? text : "(none)";
-    if (text)
-        upnp_free_impl(text);
-    return copy;
-}
-
 }
 
 TEST_F(Nic, LooksEveryThirtySecondsOrWhenAsked)
 {
-    Server_trigger_NICchange();
-    check_NIC_change(clock);
-    EXPECT_EQ(looks, 1);
-    check_NIC_change(later(29));
-    EXPECT_EQ(looks, 1);
-    check_NIC_change(later(1));
-    EXPECT_EQ(looks, 2);
-    check_NIC_change(later(300));  // wraps
-    EXPECT_EQ(looks, 3);
-
-    upnp_ini_file_setPropertyByKey(INI_NICRESTART, "0");
-    check_NIC_change(later(1000));
-    EXPECT_EQ(looks, 3);
-    Server_trigger_NICchange();
-    check_NIC_change(clock);
-    check_NIC_change(clock);
-    EXPECT_EQ(looks, 4);
+    static const struct {
+        const char *nicrestart;
+        bool        asked;
+        uint32_t    seconds_later;
+        int         looks;
+    } cases[] = {
+        { "1", true, 0, 1 },     { "1", false, 29, 0 }, { "1", false, 1, 1 },
+        { "1", false, 300, 1 },  // the clock wraps
+        { "0", false, 1000, 0 }, { "0", true, 0, 1 },   { "0", false, 0, 0 },
+    };
+    for (const auto &c : cases) {
+        looks = 0;
+        upnp_ini_file_setPropertyByKey(INI_NICRESTART, c.nicrestart);
+        if (c.asked)
+            Server_trigger_NICchange();
+        check_NIC_change(later(c.seconds_later));
+        EXPECT_EQ(looks, c.looks) << c.nicrestart << c.seconds_later;
+    }
     EXPECT_EQ(restarts, 0);
 }
 
@@ -169,12 +127,12 @@ TEST_F(Nic, MatchesPeersByAllButTheLastNumber)
     } cases[] = {
         { "the same subnet", "127.0.1.77", 0, "127.0.1.1" },
         { "the first row", "127.0.0.9", 0, "127.0.0.1" },
-        { "a subnet that begins alike", "127.0.11.5", 14, "(none)" },
-        { "another one", "192.168.1.5", 14, "(none)" },
-        { "without a dot", "127", 14, "(none)" },
-        { "a name", "host.local", 2, "(none)" },
-        { "empty", "", 2, "(none)" },
-        { "null", nullptr, 2, "(none)" },
+        { "a subnet that begins alike", "127.0.11.5", 14, "(null)" },
+        { "another one", "192.168.1.5", 14, "(null)" },
+        { "without a dot", "127", 14, "(null)" },
+        { "a name", "host.local", 2, "(null)" },
+        { "empty", "", 2, "(null)" },
+        { "null", nullptr, 2, "(null)" },
     };
     for (const auto &c : cases) {
         char     dirt[] = "x", *local = dirt;
@@ -207,18 +165,18 @@ TEST_F(Nic, FindsItsOwnAddressesInATextAndInTheTable)
         int32_t     is_local;
     } cases[] = {
         { "127.0.0.1", "127.0.0.1", 1 },
-        { "127.0.1.2", "(none)", 1 },
+        { "127.0.1.2", "(null)", 1 },
         { "http://127.0.1.1:80/", "127.0.1.1", 0 },
         { "127.0.1.1 127.0.0.1", "127.0.0.1", 0 },
-        { "127.0.1.12, then 127.0.1.1", "(none)", 0 },
-        { "", "(none)", 0 },
-        { nullptr, "(none)", 0 },
+        { "127.0.1.12, then 127.0.1.1", "(null)", 0 },
+        { "", "(null)", 0 },
+        { nullptr, "(null)", 0 },
     };
     for (int32_t count : { 3, 0 }) {
         shared::store(g_nInterfaceCount, count);
         for (const auto &c : cases) {
             EXPECT_EQ(take(upnp_get_used_local_ip(c.text)),
-                      count ? c.found : "(none)");
+                      count ? c.found : "(null)");
             EXPECT_EQ(is_local_ip(c.text), count ? c.is_local : 0);
         }
     }

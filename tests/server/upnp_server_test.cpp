@@ -2,83 +2,38 @@
 
 #include "server/upnp_server.h"
 
-#include "config/upnp_ini_file.h"
 #include "http/http_auth.h"
 #include "runtime/upnp_encode.h"
 #include "runtime/upnp_mem.h"
-#include "runtime/upnp_shared.h"
-#include "runtime/upnp_thread.h"
+#include "server/fake_machine.h"
 #include "ssdp/upnp_ssdp.h"
+#include "support/await.h"
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <string>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
-// --- The machine as these tests see it ---------------------------------------
-
-static std::vector<std::string> addresses;
-
-extern "C" {
-void __wrap_upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
-                                int32_t max, const char *fixed_ip);
-void __wrap_Sleep(int32_t ms);
-void __real_Sleep(int32_t ms);
-}
-
-void __wrap_upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
-                                int32_t max, const char *)
-{
-    *count = std::min<int32_t>(static_cast<int32_t>(addresses.size()), max);
-    for (int32_t i = 0; i < *count; ++i)
-        strcpy(table[i], addresses[static_cast<size_t>(i)].c_str());
-}
-
-void __wrap_Sleep(int32_t ms)
-{
-    __real_Sleep(ms / 50 + 1);
-}
-
 namespace {
 
-class Server : public testing::Test {
-protected:
+struct Server : FakeMachine {
     void SetUp() override
     {
-        char name[] = "/tmp/server_test.XXXXXX";
-
-        directory = mkdtemp(name);
+        FakeMachine::SetUp();
         addresses = { "127.0.0.1" };
-        // A sanitizer starts a thread of its own beside the first one.
-        std::thread([] {}).join();
-        threads_before = count_in("/proc/self/task");
-        upnp_ini_file_init();
-        upnp_ini_file_setPropertyByKey(INI_APPDATA, directory.c_str());
-        upnp_ini_file_setPropertyByKey(INI_NMCMODE, "0");
+        threads_before = count_threads();
         upnp_http_register_handler(hello, HTTP_METHOD_GET, "/", 0, 1);
-        shared::store(g_server_running, 1);
     }
-
     void TearDown() override
     {
         shared::store(g_server_running, 0);
         server_set_remote_port(0);
         upnp_server_stop(nullptr);
-        await([&] { return count_in("/proc/self/task") == threads_before; });
+        EXPECT_TRUE(await([&] { return count_threads() == threads_before; }));
         http_unregister_all_handlers();
-        upnp_ini_file_release();
-        fs::remove_all(directory);
+        FakeMachine::TearDown();
     }
 
     static int32_t hello(HttpRequest *request)
@@ -88,31 +43,11 @@ protected:
         return HTTP_send(request, "hello");
     }
 
-    static int count_in(const char *path)
-    {
-        return static_cast<int>(
-            std::distance(fs::directory_iterator(path), {}));
-    }
-
-    // Threads end by themselves; what they leave is awaited, for a bounded time.
-    template <typename Condition> static bool await(Condition condition)
-    {
-        auto deadline =
-            std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::yield();
-        }
-        return true;
-    }
-
     static int connect_to(const char *ip, int32_t port)
     {
         int fd = upnp_socket_create_tcp();
 
-        EXPECT_EQ(
-            upnp_socket_connect(fd, ip, static_cast<uint16_t>(port)), 0);
+        EXPECT_EQ(upnp_socket_connect(fd, ip, static_cast<uint16_t>(port)), 0);
         return fd;
     }
 
@@ -139,8 +74,7 @@ protected:
         return answer;
     }
 
-    std::string directory;
-    int         threads_before = 0;
+    int threads_before = 0;
 };
 
 }
@@ -197,11 +131,22 @@ TEST_F(Server, LeavesAStoppedOrStoppingStateAlone)
         EXPECT_EQ(same, state);
         EXPECT_NE(getHTTPServerData(0)->httpSocket, -1);
     }
-    // A second start on a started server opens nothing.
-    uint32_t state = 1;
-    int32_t  socket = getHTTPServerData(0)->httpSocket;
+}
+
+TEST_F(Server, ASecondStartBringsOnlyARenderersHeartbeats)
+{
+    uint32_t state = 0;
+
     upnp_server_start(&state);
-    EXPECT_EQ(getHTTPServerData(0)->httpSocket, socket);
+    HttpServerEntry &row = *getHTTPServerData(0);
+    int32_t          socket = row.httpSocket;
+    upnp_server_start(&state);
+    EXPECT_FALSE(fs::exists("qdbyebye"));
+    is_renderer = 1;
+    upnp_server_start(&state);
+    EXPECT_TRUE(fs::exists("qdbyebye"));
+    EXPECT_TRUE(await([&] { return shared::load(row.heartbeatSocket) > 0; }));
+    EXPECT_EQ(row.httpSocket, socket);
 }
 
 TEST_F(Server, OpensARemoteTwinOnItsPort)
@@ -221,7 +166,7 @@ TEST_F(Server, OpensARemoteTwinOnItsPort)
 
 TEST_F(Server, KeepsAFileWhileItRuns)
 {
-    fs::path file = directory + "/qsbyebye";
+    fs::path file = dir + "/qsbyebye";
 
     upnp_ssdp_isMediaServer();
     upnp_server_start(nullptr);
@@ -230,7 +175,7 @@ TEST_F(Server, KeepsAFileWhileItRuns)
     upnp_server_stop(nullptr);
     EXPECT_FALSE(fs::exists(file));
 
-    std::ofstream(file) << "";  // as an unclean end leaves it
+    put(file, "");  // as an unclean end leaves it
     upnp_server_start(nullptr);
     EXPECT_EQ(getHTTPServerData(0)->byebyeFirst, 1u);
 }
@@ -278,9 +223,8 @@ TEST_F(Server, LeavesNothingBehindAfterManyStartsAndStops)
         close(busy);
         close(idle);
     }
-    EXPECT_TRUE(
-        await([&] { return count_in("/proc/self/task") == threads_before; }));
-    EXPECT_TRUE(
-        await([&] { return count_in("/proc/self/fd") == descriptors; }));
-    EXPECT_TRUE(await([&] { return upnp_mem_used() == used; }));
+    EXPECT_TRUE(await([&] {
+        return count_in("/proc/self/fd") == descriptors &&
+               upnp_mem_used() == used;
+    }));
 }

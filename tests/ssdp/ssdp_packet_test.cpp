@@ -24,8 +24,8 @@ TEST(Packet, StandsToTheByte)
     SSDP_notify_packet(group, 1900, 3, "10.0.0.5", 9000, nullptr, "uuid:1",
                        "/a.xml");
     SSDP_byebye_packet("10.0.0.9", 4000, 3, "urn:x:1", "uuid:1");
-    SSDP_http_packet("10.0.0.9", 4000, 3, "10.0.0.5", 9000, "urn:x:1",
-                     "uuid:1", "/a.xml");
+    SSDP_http_packet("10.0.0.9", 4000, 3, "10.0.0.5", 9000, "urn:x:1", "uuid:1",
+                     "/a.xml");
 
     std::vector<SentPacket> packets = take_sent();
     ASSERT_EQ(packets.size(), 4u);
@@ -52,6 +52,7 @@ TEST(Packet, StandsToTheByte)
                                "\r\n");
     EXPECT_EQ(packets[2].ip, "10.0.0.9");
 
+    // clang-format off
     std::string date = line_of(packets[3], "DATE");
     EXPECT_EQ(packets[3].text,
               "HTTP/1.1 200 OK\r\n"
@@ -65,17 +66,13 @@ TEST(Packet, StandsToTheByte)
               "USN: uuid:1::urn:x:1\r\n"
               "Content-Length: 0\r\n"
               "\r\n");
+    // clang-format on
     EXPECT_EQ(date.size(), strlen("Sun, 22 Nov 2026 20:00:00 GMT"));
-}
 
-TEST(Packet, IsCutAt511Bytes)
-{
-    std::string type(600, 't');
-
-    SSDP_byebye_packet(group, 1900, 3, type.c_str(), "uuid:1");
-    std::vector<SentPacket> packets = take_sent();
-    EXPECT_EQ(packets[0].text.size(), 511u);
-    EXPECT_TRUE(packets[0].text.ends_with("ttt"));
+    SSDP_byebye_packet(group, 1900, 3, std::string(600, 't').c_str(), "uuid:1");
+    std::string cut = take_sent()[0].text;
+    EXPECT_EQ(cut.size(), 511u);
+    EXPECT_TRUE(cut.ends_with("ttt"));
 }
 
 // A server and a renderer in one process, on in all tests that follow.
@@ -92,10 +89,12 @@ TEST(Roles, AnswerATargetExactly)
         std::string target;
         Rows        expected;
     } cases[] = {
-        { "one packet of each role", "upnp:rootdevice",
+        { "one packet of each role",
+          "upnp:rootdevice",
           { "answer upnp:rootdevice", "answer upnp:rootdevice" } },
         { "the bare UDN", udn, { "answer " + udn } },
-        { "one service of both", service,
+        { "one service of both",
+          service,
           { "answer " + service, "answer " + service } },
         { "another case", "UPNP:ROOTDEVICE", {} },
         { "unknown", "urn:x:1", {} },
@@ -111,44 +110,77 @@ TEST(Roles, AnswerATargetExactly)
     upnp_ini_file_release();
 }
 
+// Everything that the five roles announce and take back, in order.
 TEST(Roles, AnnounceAndTakeBackDifferentSets)
 {
-    std::string server = upnp_get_server_udn();
-    std::string renderer = upnp_get_renderer_udn();
+    const struct {
+        char *(*udn)(void);
+        // Behind the UDN and the root device; "urn:schemas-upnp-org:" goes
+        // in front where there is no other "urn:".
+        Rows alive, byebye;
+    } roles[] = {
+        { upnp_get_server_udn,
+          { "device:MediaServer:1", "service:ContentDirectory:1",
+            "service:ConnectionManager:1",
+            "urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1" },
+          { "device:MediaServer:1", "service:ContentDirectory:1",
+            "service:ConnectionManager:1" } },
+        { upnp_get_renderer_udn,
+          { "device:MediaRenderer:1", "service:ConnectionManager:1",
+            "service:AVTransport:1", "service:RenderingControl:1" },
+          { "device:MediaRenderer:1", "service:RenderingControl:1",
+            "service:ConnectionManager:1", "service:AVTransport:1" } },
+        { upnp_get_ruis_udn,
+          { "device:RemoteUIServer:1", "service:RemoteUIServer:1" },
+          { "device:RemoteUIServer:1" } },
+        { upnp_get_ruic_udn,
+          { "device:RemoteUIClient:1", "service:RemoteUIClient:1" },
+          { "device:RemoteUIClient:1" } },
+        { upnp_get_mtp_udn,
+          { "urn:microsoft-com:device:mtp:1",
+            "urn:microsoft-com:service:MtpNullService:1" },
+          {} },
+    };
+    auto turn_others = [](int32_t flag) {
+        upnp_ssdp_hasRemoteUIServer(flag);
+        upnp_ssdp_hasRemoteUIClient(flag);
+        upnp_ssdp_hasMediaTransferProtocol(flag);
+    };
+    const std::string urn = "urn:schemas-upnp-org:";
+    Rows              alive, byebye, ruis;
+    auto add = [&](Rows &to, const std::string &kind, const char *udn,
+                   const Rows &types) {
+        to.insert(to.end(), { kind + udn, kind + "upnp:rootdevice" });
+        for (const std::string &type : types)
+            to.push_back(kind + (type.starts_with("urn:") ? "" : urn) + type);
+    };
+    for (const auto &role : roles) {
+        add(alive, "alive ", role.udn(), role.alive);
+        add(byebye, "byebye ", role.udn(), role.byebye);
+    }
+    Rows mtp(alive.end() - 4, alive.end());
 
-    SSDP_send_notify(3, "10.0.0.5", 9000, group, 1900, "ssdp:all", 1);
-    EXPECT_EQ(
-        summary(take_sent()),
-        (Rows{ "alive " + server, "alive upnp:rootdevice",
-               "alive urn:schemas-upnp-org:device:MediaServer:1",
-               "alive urn:schemas-upnp-org:service:ContentDirectory:1",
-               "alive urn:schemas-upnp-org:service:ConnectionManager:1",
-               "alive urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1",
-               "alive " + renderer, "alive upnp:rootdevice",
-               "alive urn:schemas-upnp-org:device:MediaRenderer:1",
-               "alive urn:schemas-upnp-org:service:ConnectionManager:1",
-               "alive urn:schemas-upnp-org:service:AVTransport:1",
-               "alive urn:schemas-upnp-org:service:RenderingControl:1" }));
-
-    SSDP_send_byebye(3, group, 1900);
-    EXPECT_EQ(
-        summary(take_sent()),
-        (Rows{ "byebye " + server, "byebye upnp:rootdevice",
-               "byebye urn:schemas-upnp-org:device:MediaServer:1",
-               "byebye urn:schemas-upnp-org:service:ContentDirectory:1",
-               "byebye urn:schemas-upnp-org:service:ConnectionManager:1",
-               "byebye " + renderer, "byebye upnp:rootdevice",
-               "byebye urn:schemas-upnp-org:device:MediaRenderer:1",
-               "byebye urn:schemas-upnp-org:service:RenderingControl:1",
-               "byebye urn:schemas-upnp-org:service:ConnectionManager:1",
-               "byebye urn:schemas-upnp-org:service:AVTransport:1" }));
-
-    std::string mtp = upnp_get_mtp_udn();
     SSDP_MediaTransferProtocol(3, "10.0.0.5", 9000, group, 1900, "ssdp:all", 1);
-    EXPECT_EQ(summary(take_sent()),
-              (Rows{ "alive " + mtp, "alive upnp:rootdevice",
-                     "alive urn:microsoft-com:device:mtp:1",
-                     "alive urn:microsoft-com:service:MtpNullService:1" }));
+    EXPECT_EQ(summary(take_sent()), mtp) << "whether in force or not";
+    turn_others(1);
+    SSDP_send_notify(3, "10.0.0.5", 9000, group, 1900, "ssdp:all", 1);
+    EXPECT_EQ(summary(take_sent()), alive);
+    SSDP_send_byebye(3, group, 1900);
+    EXPECT_EQ(summary(take_sent()), byebye);
+    turn_others(0);
+
+    // The remote UI server alone, twice, where there is a heartbeat's socket.
+    shared::store(g_nInterfaceCount, 2);
+    getHTTPServerData(0)->heartbeatSocket = -1;
+    getHTTPServerData(1)->heartbeatSocket = upnp_socket_create_udp();
+    for (const char *kind : { "alive ", "alive ", "byebye ", "byebye " })
+        add(ruis, kind, roles[2].udn(),
+            *kind == 'a' ? roles[2].alive : roles[2].byebye);
+    SSDP_ruis_send_announcement();
+    SSDP_ruis_send_byebye();
+    EXPECT_EQ(summary(take_sent()), ruis);
+    upnp_close_socket(&getHTTPServerData(1)->heartbeatSocket);
+    shared::store(g_nInterfaceCount, 0);
 }
 
 static SsdpQueuedNotify *new_record(HttpServerEntry *server, int32_t delay)
@@ -167,8 +199,7 @@ static SsdpQueuedNotify *new_record(HttpServerEntry *server, int32_t delay)
 TEST(Queue, SendsWhatIsStillValidThreeTimesAndKeepsTheRest)
 {
     HttpServerEntry server = {};
-    Rows            three(
-        3, "answer urn:schemas-upnp-org:device:MediaServer:1");
+    Rows three(3, "answer urn:schemas-upnp-org:device:MediaServer:1");
 
     strcpy(server.ip, "10.0.0.5");
     server.httpPort = 9000;

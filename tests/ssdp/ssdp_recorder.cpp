@@ -1,6 +1,9 @@
-// ssdp_recorder.cpp - what the library would send, recorded in place of sending.
+// ssdp_recorder.cpp - what the library would send, recorded in place of
+// sending.
 
 #include "ssdp/ssdp_recorder.h"
+
+#include "runtime/upnp_socket.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -11,6 +14,8 @@ static std::condition_variable has_more;
 static std::vector<SentPacket> sent;
 
 extern "C" {
+int32_t __real_upnp_sendto(int32_t fd, const void *data, uint32_t length,
+                           const char *ip, uint16_t port);
 int32_t __wrap_upnp_sendto(int32_t fd, const void *data, uint32_t length,
                            const char *ip, uint16_t port);
 void    __real_Sleep(int32_t ms);
@@ -31,6 +36,16 @@ int32_t __wrap_upnp_sendto(int32_t, const void *data, uint32_t length,
 void __wrap_Sleep(int32_t ms)
 {
     __real_Sleep(ms / 20);
+}
+
+void really_send(const std::string &text, const char *ip, uint16_t port)
+{
+    int32_t fd = upnp_socket_create_udp();
+
+    setSockOptMulticast(fd, 1, "127.0.0.1");
+    __real_upnp_sendto(fd, text.data(), static_cast<uint32_t>(text.size()), ip,
+                       port);
+    upnp_close_socket(&fd);
 }
 
 std::vector<SentPacket> take_sent()

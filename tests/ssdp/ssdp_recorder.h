@@ -13,6 +13,9 @@ struct SentPacket {
     uint16_t    port;
 };
 
+// Sends a datagram from loopback, past the recorder.
+void really_send(const std::string &text, const char *ip, uint16_t port);
+
 // The packets since the last call.
 std::vector<SentPacket> take_sent();
 

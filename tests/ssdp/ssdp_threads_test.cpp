@@ -6,17 +6,15 @@
 #include "server/upnp_server.h"
 #include "ssdp/ssdp_recorder.h"
 #include "ssdp/upnp_ssdp.h"
+#include "support/await.h"
+#include "support/log_lines.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
-#include <chrono>
-#include <condition_variable>
 #include <cstring>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 
 using Rows = std::vector<std::string>;
 
@@ -27,58 +25,38 @@ struct Heard {
     HttpServerEntry *entry;
 };
 
-std::mutex              heard_lock;
-std::condition_variable heard_more;
-std::vector<Heard>      heard;
+std::mutex         heard_lock;
+std::vector<Heard> heard;
 
 int32_t hear(const char *packet, HttpServerEntry *entry, const char *ip,
              int32_t)
 {
     std::lock_guard guard(heard_lock);
     heard.push_back({ packet, ip, entry });
-    heard_more.notify_all();
     return 0;
 }
 
 Heard await_heard()
 {
-    std::unique_lock guard(heard_lock);
-    heard_more.wait_for(guard, std::chrono::seconds(10),
-                        [] { return !heard.empty(); });
-    if (heard.empty())
-        return {};
-    Heard first = heard.front();
-    heard.erase(heard.begin());
+    Heard first = {};
+    await([&] {
+        std::lock_guard guard(heard_lock);
+        if (heard.empty())
+            return false;
+        first = heard.front();
+        heard.clear();
+        return true;
+    });
     return first;
 }
 
-template <typename Condition> bool await(Condition condition)
-{
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
-
-int count_threads()
-{
-    return static_cast<int>(std::distance(
-        std::filesystem::directory_iterator("/proc/self/task"), {}));
-}
-
-class Threads : public testing::Test {
-protected:
+struct Threads : testing::Test {
     void SetUp() override
     {
         upnp_ini_file_init();
         upnp_ini_file_setPropertyByKey(INI_NMCMODE, "0");
         upnp_ssdp_isMediaServer();
         upnp_ssdp_isRenderer();
-        // A sanitizer starts a thread of its own beside the first one.
-        std::thread([] {}).join();
         threads_before = count_threads();
         strcpy(entry.ip, "127.0.0.1");
         entry.httpPort = 9000;
@@ -103,22 +81,14 @@ protected:
         heard.clear();
     }
 
-    static Rows repeat(const Rows &rows, int times)
+    // Whether the next packets are this many, all of one kind.
+    static bool await_only(const char *kind, size_t count)
     {
-        Rows all;
-        while (times-- > 0)
-            all.insert(all.end(), rows.begin(), rows.end());
-        return all;
-    }
-
-    static bool has_only(const std::vector<SentPacket> &packets,
-                         const char                    *kind)
-    {
-        for (const std::string &row : summary(packets)) {
-            if (!row.starts_with(kind))
-                return false;
-        }
-        return true;
+        Rows rows = summary(await_sent(count));
+        return rows.size() == count &&
+               std::all_of(rows.begin(), rows.end(), [&](const auto &row) {
+                   return row.starts_with(kind);
+               });
     }
 
     static constexpr size_t ALIVE = 12, BYEBYE = 11;  // server and renderer
@@ -137,87 +107,94 @@ TEST_F(Threads, AHeartbeatAnnouncesObeysAndSaysFarewell)
 {
     entry.byebyeFirst = 1;
     upnp_start_thread(SSDP_heartbeat, &entry, 3);
-    EXPECT_TRUE(has_only(await_sent(2 * BYEBYE), "byebye"));
-    std::vector<SentPacket> first = await_sent(2 * ALIVE);
-    EXPECT_EQ(first.size(), 2 * ALIVE);
-    EXPECT_TRUE(has_only(first, "alive"));
+    EXPECT_TRUE(await_only("byebye", 2 * BYEBYE));
+    EXPECT_TRUE(await_only("alive", 2 * ALIVE));
     EXPECT_EQ(upnp_ssdp_heartbeat_active(), 1);
 
     SSDP_trigger_byebye();
-    EXPECT_EQ(await_sent(BYEBYE).size(), BYEBYE);
+    EXPECT_TRUE(await_only("byebye", BYEBYE));
     upnp_ssdp_send_alive();  // without effect in the silence
     EXPECT_TRUE(take_sent().empty());
     SSDP_trigger_wakeup();
-    EXPECT_EQ(await_sent(ALIVE).size(), ALIVE);
+    EXPECT_TRUE(await_only("alive", ALIVE));
     upnp_ssdp_send_alive();
     EXPECT_GE(await_sent(ALIVE).size(), ALIVE);
 
     shared::store(g_server_running, 0);
-    std::vector<SentPacket> farewell = await_sent(2 * BYEBYE);
-    EXPECT_EQ(farewell.size(), 2 * BYEBYE);
-    EXPECT_TRUE(has_only(farewell, "byebye"));
+    EXPECT_TRUE(await_only("byebye", 2 * BYEBYE));
     EXPECT_TRUE(await([] { return upnp_ssdp_heartbeat_active() == 0; }));
     EXPECT_EQ(shared::load(entry.heartbeatSocket), -1);
 }
 
-TEST_F(Threads, AHeartbeatSaysFarewellWhenAStopHasClosedItsSocket)
+TEST_F(Threads, AHeartbeatSaysFarewellHoweverItEnds)
 {
-    upnp_start_thread(SSDP_heartbeat, &entry, 3);
-    await_sent(2 * ALIVE);
-    upnp_close_socket(&entry.heartbeatSocket);
-    EXPECT_TRUE(has_only(await_sent(2 * BYEBYE), "byebye"));
-}
-
-TEST_F(Threads, AShutdownRequestEndsTheHeartbeat)
-{
-    upnp_start_thread(SSDP_heartbeat, &entry, 3);
-    await_sent(2 * ALIVE);
-    SSDP_trigger_shutdown();
-    EXPECT_EQ(await_sent(2 * BYEBYE).size(), 2 * BYEBYE);
-}
-
-static void send_datagram(const std::string &text, const char *ip,
-                          uint16_t port)
-{
-    sockaddr_in to = {};
-    in_addr     loopback = { htonl(INADDR_LOOPBACK) };
-    int         fd = socket(AF_INET, SOCK_DGRAM, 0);
-
-    to.sin_family = AF_INET;
-    to.sin_port = htons(port);
-    to.sin_addr.s_addr = inet_addr(ip);
-    setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof(loopback));
-    EXPECT_EQ(sendto(fd, text.data(), text.size(), 0,
-                     reinterpret_cast<sockaddr *>(&to), sizeof(to)),
-              static_cast<ssize_t>(text.size()));
-    close(fd);
+    static void (*const ends[])(HttpServerEntry &) = {
+        [](HttpServerEntry &row) { upnp_close_socket(&row.heartbeatSocket); },
+        [](HttpServerEntry &) { SSDP_trigger_shutdown(); },
+    };
+    for (auto end : ends) {
+        upnp_start_thread(SSDP_heartbeat, &entry, 3);
+        EXPECT_TRUE(await_only("alive", 2 * ALIVE));
+        end(entry);
+        EXPECT_TRUE(await_only("byebye", 2 * BYEBYE));
+        EXPECT_TRUE(await([] { return upnp_ssdp_heartbeat_active() == 0; }));
+    }
 }
 
 TEST_F(Threads, AListenerHandsPacketsOnAndOutlivesAnEmptyOne)
 {
     upnp_start_thread(SSDP_listen, &entry, 5);
     ASSERT_TRUE(await([&] { return shared::load(entry.listenSocket) != -1; }));
-    send_datagram(std::string(1500, 'x'), "239.255.255.250", 1900);
+    really_send(std::string(1500, 'x'), "239.255.255.250", 1900);
     Heard packet = await_heard();
     EXPECT_EQ(packet.packet, std::string(1024, 'x'));
     EXPECT_EQ(packet.ip, "127.0.0.1");
     EXPECT_EQ(packet.entry, &entry);
 
     // An empty datagram counts as an error: the thread starts anew.
-    send_datagram("", "239.255.255.250", 1900);
+    really_send("", "239.255.255.250", 1900);
     ASSERT_TRUE(await([&] {
-        send_datagram("again", "239.255.255.250", 1900);
+        really_send("again", "239.255.255.250", 1900);
         std::lock_guard guard(heard_lock);
         return !heard.empty();
     }));
     EXPECT_EQ(await_heard().packet, "again");
 }
 
+TEST_F(Threads, AnAddressThatIsNotTheMachinesEndsThemAll)
+{
+    strcpy(entry.ip, "203.0.113.9");
+    SSDP_listen_Impl(&entry);
+    EXPECT_STREQ(strIFblacklist, "") << "only a filled list grows";
+    strcpy(strIFblacklist, "10.0.0.1");
+    SSDP_listen_Impl(&entry);
+    EXPECT_STREQ(strIFblacklist, "10.0.0.1,203.0.113.9");
+    strIFblacklist[0] = '\0';
+    EXPECT_EQ(entry.listenSocket, -1);
+
+    SSDP_heartbeat_Impl(&entry);
+    EXPECT_TRUE(take_sent().empty());
+    EXPECT_NE(entry.heartbeatSocket, -1) << "it stays open";
+
+    std::string log = log_lines([&] {
+        SSDP_m_search(&entry);
+        await([&] {
+            return shared::load(entry.msearchSocket) != -1 &&
+                   count_threads() == threads_before;
+        });
+    });
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 971 + 1);
+    EXPECT_NE(log.find("port for 203.0.113.9:2000, reason: "), log.npos);
+    EXPECT_TRUE(log.ends_with("no free port found\n"));
+}
+
 TEST_F(Threads, ASearchSendsItsBurstAndALaterOneAnother)
 {
-    Rows burst = repeat({ "search urn:schemas-upnp-org:device:MediaRenderer:1",
-                          "search urn:schemas-upnp-org:device:MediaServer:1" },
-                        2);
+    Rows burst;
+    for (int pass = 0; pass < 2; ++pass)
+        burst.insert(burst.end(),
+                     { "search urn:schemas-upnp-org:device:MediaRenderer:1",
+                       "search urn:schemas-upnp-org:device:MediaServer:1" });
 
     SSDP_m_search(&entry);
     std::vector<SentPacket> packets = await_sent(4);
@@ -236,7 +213,7 @@ TEST_F(Threads, ASearchSendsItsBurstAndALaterOneAnother)
     getsockname(shared::load(entry.msearchSocket),
                 reinterpret_cast<sockaddr *>(&local), &size);
     EXPECT_GE(ntohs(local.sin_port), 1030);
-    send_datagram("answer", "127.0.0.1", ntohs(local.sin_port));
+    really_send("answer", "127.0.0.1", ntohs(local.sin_port));
     EXPECT_EQ(await_heard().packet, "answer");
 
     EXPECT_TRUE(
@@ -263,6 +240,11 @@ TEST_F(Threads, WithIntervalsThreeBurstsFollowAndAWishComesAtOnce)
         SSDP_m_search(&entry);
         EXPECT_EQ(await_sent(4).size(), 4u);
     }
+
+    // Bursts follow each other at once where the interval is a negative one.
+    upnp_ssdp_set_msearch_interval(-1);
+    SSDP_m_search(&entry);
+    EXPECT_GE(await_sent(3 * 4).size(), 3u * 4);
 
     upnp_ssdp_set_msearch_interval(0);
     upnp_ssdp_set_msearch_initial_interval(0);
