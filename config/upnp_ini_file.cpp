@@ -368,7 +368,7 @@ const char *upnp_ini_file_get_ini_path(void)
 
 int32_t upnp_ini_file_restartPending(void)
 {
-    return restart_pending;
+    return section_exists && restart_pending;
 }
 
 void upnp_ini_file_reset_restartPending(void)

@@ -3,16 +3,12 @@
 #include "config/upnp_ini_file.h"
 
 #include "config/upnp_ini_table.h"
-#include "runtime/upnp_log.h"
 #include "runtime/upnp_mem.h"
 #include "support/failing_heap.h"
+#include "support/log_lines.h"
+#include "support/work_folder.h"
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
-#include <string>
 #include <strings.h>
 #include <thread>
 
@@ -28,20 +24,23 @@ static const std::string header =
     "#! Do not add space characters before or after equal sign!\n\n[main]\n";
 
 static constexpr auto set = upnp_ini_file_setPropertyByKey;
-static constexpr auto get_CSV = upnp_ini_file_get_next_CSV;
-
-// The text, which is freed; "-" for none.
-static std::string take(char *text)
-{
-    std::string copy = text ? text : "-";
-    ini::drop_text(&text);
-    return copy;
-}
 
 static std::string string_of(uint32_t key)
 {
     const char *text = upnp_ini_file_getString(key);
     return text ? text : "-";
+}
+
+// The first entries of a list, each behind a bar.
+static std::string entries_of(uint32_t key, int32_t count)
+{
+    std::string entries;
+    for (int32_t i = 0; i < count; ++i) {
+        char *entry = upnp_ini_file_get_next_CSV(key, i);
+        entries += std::string("|") + (entry ? entry : "-");
+        ini::drop_text(&entry);
+    }
+    return entries;
 }
 
 static std::string all_properties()
@@ -64,27 +63,11 @@ static int32_t create(uint32_t key, const std::string &name, const char *value,
                                          is_list, 0, 0, 0);
 }
 
-// What the call logs of LOG_SYSTEM, from the level on, without the times.
-template <typename Call> static std::string logged(Call call)
-{
-    upnp_log_set_level(UPNP_LOG_INFO);
-    upnp_log_set_sources(LOG_SYSTEM);
-    testing::internal::CaptureStdout();
-    call();
-    upnp_log_set_sources(0);
-    std::istringstream lines(testing::internal::GetCapturedStdout());
-    std::string        line, text;
-    while (std::getline(lines, line))
-        text += line.substr(line.find('[')) + "\n";
-    return text;
-}
-
 // Each test has a fresh table, and an empty directory for its file.
-struct Ini : testing::Test {
+struct Ini : WorkFolder {
     void SetUp() override
     {
-        std::string pattern = fs::temp_directory_path() / "qm-ini-XXXXXX";
-        dir = mkdtemp(pattern.data());
+        WorkFolder::SetUp();
         path = dir + "/quorelmedia.ini";
         restart();
     }
@@ -94,7 +77,7 @@ struct Ini : testing::Test {
         upnp_ini_set_obfuscation({}, {}, {}, {}, {}, {});
         upnp_log_set_level(0);
         upnp_log_set_sources(0);
-        fs::remove_all(dir);
+        WorkFolder::TearDown();
     }
     void restart()
     {
@@ -104,16 +87,15 @@ struct Ini : testing::Test {
     }
     void read(const std::string &bytes)
     {
-        std::ofstream(path, std::ios::binary) << bytes;
+        put(path, bytes);
         upnp_ini_file_read_properties();
     }
     std::string written()
     {
         upnp_ini_file_write_properties();
-        std::ifstream in(path, std::ios::binary);
-        return { std::istreambuf_iterator<char>(in), {} };
+        return get(path);
     }
-    std::string dir, path;
+    std::string path;
 };
 
 // clang-format off
@@ -163,6 +145,7 @@ TEST_F(Ini, LivesFromTheFirstInitToTheLastRelease)
     upnp_ini_file_add_default_file("a.ini");
     upnp_ini_file_add_default_file("b.ini");
     EXPECT_STREQ(ini::startup.old_names->name, "b.ini");
+    set(INI_IP, "1");
     upnp_ini_file_release();
     EXPECT_STREQ(upnp_ini_file_get_EXE_Name(), "new");
     upnp_ini_file_release();
@@ -172,6 +155,7 @@ TEST_F(Ini, LivesFromTheFirstInitToTheLastRelease)
     EXPECT_EQ(upnp_ini_file_getPropertyKey("v"), -1);
     EXPECT_EQ(upnp_ini_file_getString(INI_V), nullptr);
     EXPECT_EQ(upnp_ini_file_propertyIsDisabled(INI_V), 0);
+    EXPECT_EQ(upnp_ini_file_restartPending(), 0);
     EXPECT_EQ(upnp_ini_file_get_EXE_Name(), nullptr);
     EXPECT_EQ(create(TEXT, "text", nullptr), INI_NOT_INITIALIZED);
     set(INI_VLEVEL, "5");
@@ -192,7 +176,7 @@ TEST_F(Ini, UnknownKeysAndNullsChangeNothing)
         EXPECT_EQ(upnp_ini_file_isModified(key), 0);
         EXPECT_EQ(upnp_ini_file_propertyIsDisabled(key), 1);
         EXPECT_EQ(upnp_ini_file_propertyIsHidden(key), 1);
-        EXPECT_EQ(get_CSV(key, 0), nullptr);
+        EXPECT_EQ(entries_of(key, 1), "|-");
         set(key, "x");
         upnp_ini_file_disableProperty(key, 1);
     }
@@ -265,15 +249,15 @@ TEST_F(Ini, ReadingTakesWhatTheLinesSay)
 TEST_F(Ini, ReadingLogsUnlessThereIsNothing)
 {
     for (const char *bytes : { "", "=" })
-        EXPECT_EQ(logged([&] { read(bytes); }), "") << bytes;
+        EXPECT_EQ(log_lines([&] { read(bytes); }), "") << bytes;
     const std::string line =
         "[Info] - LOG_SYSTEM: upnp_ini_file_read_properties : ";
-    EXPECT_EQ(logged([&] { read("x=1\nip=2\n"); }),
+    EXPECT_EQ(log_lines([&] { read("x=1\nip=2\n"); }),
               line + "reading ini settings from " + path + "\n" + line +
                   "x = 1\n" + line + "ip = 2\n");
     upnp_ini_file_reset();
     EXPECT_FALSE(fs::exists(path));
-    EXPECT_EQ(logged(upnp_ini_file_read_properties), "");
+    EXPECT_EQ(log_lines(upnp_ini_file_read_properties), "");
     EXPECT_EQ(string_of(INI_IP), "2");
 
     std::string many;
@@ -388,30 +372,27 @@ TEST_F(Ini, ListsAreCutAtCommas)
     // clang-format on
     create(LIST, "list", "x,y", 1);
     for (const auto &c : cases) {
-        std::string entries;
         set(LIST, c.value);
-        for (int32_t i = 0; i < 5; ++i)
-            entries += "|" + take(get_CSV(LIST, i));
-        EXPECT_EQ(entries, c.entries);
-        EXPECT_EQ(get_CSV(LIST, -1), nullptr);
+        EXPECT_EQ(entries_of(LIST, 5), c.entries);
+        EXPECT_EQ(upnp_ini_file_get_next_CSV(LIST, -1), nullptr);
     }
 
     create(TEXT, "single", "x", 1);
-    EXPECT_EQ(get_CSV(TEXT, 0), nullptr) << "no default";
-    EXPECT_EQ(get_CSV(INI_V, 0), nullptr) << "no default";
+    EXPECT_EQ(entries_of(TEXT, 1), "|-") << "no default";
+    EXPECT_EQ(entries_of(INI_V, 1), "|-") << "no default";
     set(INI_V, "1,2");
-    EXPECT_EQ(take(get_CSV(INI_V, 0)), "1,2");
-    EXPECT_EQ(get_CSV(INI_V, 1), nullptr);
+    EXPECT_EQ(entries_of(INI_V, 2), "|1,2|-");
 }
 
 TEST_F(Ini, UnwritableAndReadOnly)
 {
     fs::create_directories(path + "/in the way");
-    EXPECT_EQ(logged(upnp_ini_file_write_properties),
+    EXPECT_EQ(log_lines(upnp_ini_file_write_properties),
               "[Error] - LOG_SYSTEM: upnp_ini_file_write_properties : "
               "ini file \"" +
                   path + "\" not writable! ***\n");
-    EXPECT_NE(logged(upnp_ini_file_read_properties), "") << "a directory opens";
+    EXPECT_NE(log_lines(upnp_ini_file_read_properties), "")
+        << "a directory opens";
     fs::remove_all(path);
     set(INI_READ_ONLY, "1");
     upnp_ini_file_write_properties();
@@ -468,8 +449,8 @@ TEST_F(Ini, MissingMemoryLosesAtMostTheCall)
     EXPECT_EQ(upnp_ini_file_getInt(INI_STACK_SIZE), 196608);
 
     for_each_failing_allocation([] { create(TEXT, "text", "a,b", 1); });
-    for_each_failing_allocation([] { take(get_CSV(TEXT, 1)); });
-    EXPECT_EQ(take(get_CSV(TEXT, 1)), "b");
+    for_each_failing_allocation([] { entries_of(TEXT, 2); });
+    EXPECT_EQ(entries_of(TEXT, 2), "|a|b");
 
     set(TEXT, "old");
     for_each_failing_allocation([] {

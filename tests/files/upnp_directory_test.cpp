@@ -2,10 +2,12 @@
 
 #include "files/upnp_directory.h"
 
+#include "support/await.h"
 #include "support/failing_heap.h"
 #include "support/work_folder.h"
 
 #include <fcntl.h>
+#include <map>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -31,42 +33,28 @@ struct Directories : WorkFolder {
 
 TEST_F(Directories, AWalkPassesOverHiddenNamesAndLostAndFound)
 {
-    static const struct {
-        const char *name;
-        int         is_directory, is_link;
-    } cases[] = {
-        { "file", 0, 0 },      { "folder", 1, 0 },  { "to-file", 0, 1 },
-        { "to-folder", 1, 1 }, { "to-none", 0, 1 },
+    static const std::map<std::string, std::pair<int, int>> expected = {
+        { "file", { 0, 0 } },    { "folder", { 1, 0 } },
+        { "to-file", { 0, 1 } }, { "to-folder", { 1, 1 } },
+        { "to-none", { 0, 1 } },
     };
-    for (const char *name : { "folder", "lost+found", ".hidden", "d" })
-        fs::create_directory(name);
-    for (const char *name : { "lost+found/x", ".hidden/x" })
-        put(name, "");
-    fs::rename("folder", "d/folder");
-    fs::rename("lost+found", "d/lost+found");
+    for (const char *path : { "d/folder", "d/lost+found/x", "d/.hidden/x" })
+        fs::create_directories(path);
     put("d/file", "");
-    put("d/.dot", "");
-    fs::create_symlink("file", "d/to-file");
-    fs::create_symlink("folder", "d/to-folder");
-    fs::create_symlink("none", "d/to-none");
+    for (const char *target : { "file", "folder", "none" })
+        fs::create_symlink(target, std::string("d/to-") + target);
 
-    Names seen;
+    std::map<std::string, std::pair<int, int>> seen;
     for (FileFind *find = upnp_file_find_first_file("d/"); find;
          find = upnp_file_find_next_file(find)) {
-        seen.insert(find->name);
+        seen[find->name] = { find->isDirectory, find->isLink };
         EXPECT_EQ(std::string(find->path), std::string("d/") + find->name);
-        for (const auto &c : cases) {
-            if (std::string(c.name) != find->name)
-                continue;
-            EXPECT_EQ(find->isDirectory, c.is_directory) << c.name;
-            EXPECT_EQ(find->isLink, c.is_link) << c.name;
-        }
     }
-    EXPECT_EQ(seen,
-              (Names{ "file", "folder", "to-file", "to-folder", "to-none" }));
+    EXPECT_EQ(seen, expected);
 
-    for (const char *none :
-         { "d/folder", ".hidden/none", "d/file", "/proc", "/procfoo" })
+    fs::create_directories("skipped/lost+found");
+    put("skipped/.dot", "");
+    for (const char *none : { "skipped", "d/none", "d/file", "/proc/.." })
         EXPECT_EQ(upnp_file_find_first_file(none), nullptr) << none;
     EXPECT_EQ(upnp_file_find_first_file(nullptr), nullptr);
     for_each_failing_allocation(
@@ -75,50 +63,42 @@ TEST_F(Directories, AWalkPassesOverHiddenNamesAndLostAndFound)
 
 TEST_F(Directories, RemovalsLeaveWhatTheyMust)
 {
+    static constexpr auto empty = [](const char *t, const char *) {
+        upnp_file_empty_dir(t);
+    };
+    static constexpr auto no_path = [](const char *, const char *) {
+        upnp_file_remove_dir_tree(nullptr, nullptr);
+        upnp_file_remove_dir_tree_background("");
+    };
+    static const auto tree = upnp_file_remove_dir_tree;
+    static const auto sub_tree = upnp_file_remove_dir_sub_tree;
+    // clang-format off
     static const struct {
         const char *why;
-        void (*remove)(const char *);
-        Names top;  // what is left in "t", or "gone"
+        void      (*remove)(const char *, const char *);
+        const char *keep_suffix, *hidden;
+        Names       top;  // what is left in "t", or "gone"
     } cases[] = {
-        { "the files alone", upnp_file_empty_dir, { "sub", ".dot" } },
-        { "a hidden file keeps the top",
-          [](const char *t) { upnp_file_remove_dir_tree(t, nullptr); },
-          { ".dot" } },
-        { "another suffix goes",
-          [](const char *t) { upnp_file_remove_dir_tree(t, ".log"); },
+        { "the files alone",     empty,    nullptr, ".dot", { "sub", ".dot" } },
+        { "a hidden file stays", tree,     nullptr, ".dot", { ".dot" } },
+        { "another suffix goes", tree,     ".log",  ".dot",
           { ".dot", "a.log", "sub" } },
-        { "case counts",
-          [](const char *t) { upnp_file_remove_dir_tree(t, ".LOG"); },
-          { ".dot" } },
-        { "an empty suffix keeps all",
-          [](const char *t) { upnp_file_remove_dir_tree(t, ""); },
+        { "case counts",         tree,     ".LOG",  ".dot", { ".dot" } },
+        { "an empty suffix",     tree,     "",      ".dot",
           { ".dot", "a.log", "a.log.old", "sub" } },
-        { "no hidden file, top kept",
-          [](const char *t) {
-              fs::remove("t/.dot");
-              upnp_file_remove_dir_sub_tree(t, nullptr);
-          },
-          {} },
-        { "no hidden file",
-          [](const char *t) {
-              fs::remove("t/.dot");
-              upnp_file_remove_dir_tree(t, nullptr);
-          },
-          { "gone" } },
-        { "nothing to do",
-          [](const char *) {
-              upnp_file_remove_dir_tree(nullptr, nullptr);
-              upnp_file_remove_dir_tree_background("");
-          },
+        { "no hidden file",      tree,     nullptr, "seen", { "gone" } },
+        { "the top is kept",     sub_tree, nullptr, "seen", {} },
+        { "nothing to do",       no_path,  nullptr, ".dot",
           { ".dot", "a.log", "a.log.old", "sub" } },
     };
+    // clang-format on
     for (const auto &c : cases) {
         fs::remove_all("t");
         fs::create_directories("t/sub/deep");
         for (const char *name :
-             { "t/a.log", "t/a.log.old", "t/.dot", "t/sub/deep/b.log" })
-            put(name, "");
-        c.remove("t");
+             { "a.log", "a.log.old", c.hidden, "sub/deep/b.log" })
+            put(std::string("t/") + name, "");
+        c.remove("t", c.keep_suffix);
         EXPECT_EQ(fs::exists("t") ? names("t") : Names{ "gone" }, c.top)
             << c.why;
     }
@@ -190,6 +170,5 @@ TEST_F(Directories, TheBackgroundRemovesAsWell)
     fs::create_directories("t/sub");
     put("t/sub/file", "");
     upnp_file_remove_dir_tree_background("t");
-    while (fs::exists("t"))
-        std::this_thread::yield();
+    EXPECT_TRUE(await([] { return !fs::exists("t"); }));
 }

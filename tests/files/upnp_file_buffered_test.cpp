@@ -156,60 +156,33 @@ static std::string from_hex(const char *words)
     return bytes;
 }
 
-static std::string tag(BufferedFile *file)
-{
-    char name[4] = {};
-    upnp_file_read_b(file, name, sizeof(name));
-    return { name, sizeof(name) };
-}
-
 // The first frame's head, behind the tag, whose size has 7 bits to the byte.
 static std::string mp3(BufferedFile *file)
 {
     uint32_t size = 0;
-    tag(file);
-    upnp_file_seek_b(file, 2, SEEK_CUR);
+    upnp_file_seek_b(file, 6, SEEK_CUR);
     for (int i = 0; i < 4; ++i)
         size = size << 7 | upnp_file_read_byte(file);
     upnp_file_seek_b(file, size, SEEK_CUR);
     return std::to_string(upnp_file_read_dword_be(file));
 }
 
-// Time scale and duration.
+// Time scale and duration, 28 bytes behind the box "ftyp".
 static std::string mp4(BufferedFile *file)
 {
-    while (!upnp_file_eof_b(file)) {
-        int64_t     next = upnp_file_tell_b(file);
-        uint32_t    size = upnp_file_read_dword_be(file);
-        std::string name = tag(file);
-        if (name == "mvhd") {
-            upnp_file_seek_b(file, 12, SEEK_CUR);
-            uint32_t scale = upnp_file_read_dword_be(file);
-            return std::to_string(scale) + " " +
-                   std::to_string(upnp_file_read_dword_be(file));
-        }
-        upnp_file_seek_b(file, next + (name == "moov" || size < 8 ? 8 : size),
-                         SEEK_SET);
-    }
-    return "";
+    upnp_file_seek_b(file, upnp_file_read_dword_be(file) + 28, SEEK_SET);
+    std::string scale = std::to_string(upnp_file_read_dword_be(file));
+    return scale + " " + std::to_string(upnp_file_read_dword_be(file));
 }
 
 // Microseconds of a frame, width and height.
 static std::string avi(BufferedFile *file)
 {
-    upnp_file_seek_b(file, 12, SEEK_SET);
-    while (!upnp_file_eof_b(file)) {
-        std::string name = tag(file);
-        uint32_t    size = upnp_file_read_dword(file);
-        if (name == "avih") {
-            std::string text = std::to_string(upnp_file_read_dword(file));
-            upnp_file_seek_b(file, 28, SEEK_CUR);
-            text += " " + std::to_string(upnp_file_read_dword(file));
-            return text + " " + std::to_string(upnp_file_read_dword(file));
-        }
-        upnp_file_seek_b(file, name == "LIST" ? 4 : size, SEEK_CUR);
-    }
-    return "";
+    upnp_file_seek_b(file, 32, SEEK_SET);
+    std::string text = std::to_string(upnp_file_read_dword(file));
+    upnp_file_seek_b(file, 28, SEEK_CUR);
+    text += " " + std::to_string(upnp_file_read_dword(file));
+    return text + " " + std::to_string(upnp_file_read_dword(file));
 }
 
 TEST_F(Buffered, RealHeadsAreReadAndCutOnesEnd)

@@ -4,23 +4,21 @@
 #include "runtime/upnp_process.h"
 
 #include "files/upnp_directory.h"
-#include "files/upnp_file_buffered.h"
+#include "files/upnp_file.h"
 #include "files/upnp_fsmon.h"
-#include "files/upnp_mediafile.h"
 #include "http/http.h"
 #include "http/http_client.h"
 #include "runtime/upnp_socket.h"
 #include "ssdp/ssdp_packet.h"
+#include "support/await.h"
 #include "support/failing_heap.h"
 #include "support/log_lines.h"
 #include "support/work_folder.h"
 
 #include <cstring>
-#include <functional>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 struct Process : WorkFolder {
@@ -49,12 +47,6 @@ struct Process : WorkFolder {
 static bool has_children()
 {
     return waitpid(-1, nullptr, WNOHANG | WNOWAIT) != -1;
-}
-
-static void await(const std::function<bool()> &event)
-{
-    while (!event())
-        std::this_thread::yield();
 }
 
 static int32_t start(const char *program, const char *parameters)
@@ -180,11 +172,9 @@ TEST_F(Process, NoOpenFileReachesAChild)
 
     EXPECT_NE(own, "");
     HTTP_create_server_socket(&listener, &port, "127.0.0.1");
-    std::string   url = "http://127.0.0.1:" + std::to_string(port) + "/";
-    UpnpFile     *written = upnp_file_open_append("log");
-    UpnpFile     *media = upnp_mediafile_open_read("log", 1);
-    BufferedFile *parsed = upnp_file_open_read_b("log", 8);
-    FileFind     *find = upnp_file_find_first_file(".");
+    std::string url = "http://127.0.0.1:" + std::to_string(port) + "/";
+    UpnpFile   *written = upnp_file_open_append("log");
+    FileFind   *find = upnp_file_find_first_file(".");
 
     int32_t descriptors[] = {
         fsmon_init(),
@@ -200,8 +190,6 @@ TEST_F(Process, NoOpenFileReachesAChild)
         upnp_close_socket(&fd);
     }
     upnp_file_find_close(find);
-    upnp_file_close_b(parsed);
-    upnp_file_close(media);
     upnp_file_close(written);
 }
 
