@@ -72,13 +72,18 @@ static void split_sections(const char *text)
     }
 }
 
+// Puts the types of the file, or none, in the place of those before.
 static void load_types()
 {
     char     name[] = "clients.db";
     uint32_t size = 0;
     void    *data = nullptr;
 
-    if (!upnp_resource_get(name, &size, &data) || !data)
+    bool has_file = upnp_resource_get(name, &size, &data) && data;
+
+    clear_sections();
+    clientdb::clear_mime_table();
+    if (!has_file)
         return;
     if (size != 0) {
         char *text = static_cast<char *>(data);
@@ -94,8 +99,6 @@ void upnp_client_db_init(void)
     if (upnp_ini_file_isSet(INI_CLEARCLIENTSONRESTART))
         reset_clients();
 
-    clear_sections();
-    clientdb::clear_mime_table();
     load_types();
 
     exit_client_table();

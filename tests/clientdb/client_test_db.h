@@ -8,6 +8,7 @@
 #include "runtime/upnp_mem.h"
 #include "runtime/upnp_shared.h"
 #include "server/upnp_server.h"
+#include "support/take.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -18,15 +19,6 @@
 inline std::string text_of(const char *text)
 {
     return text ? text : "-";
-}
-
-// The text of a tracked result, which is freed; "-" for null.
-inline std::string take(char *text)
-{
-    std::string copy = text_of(text);
-    if (text)
-        upnp_free_impl(text);
-    return copy;
 }
 
 // The bytes of a file; "-" if there is none.
@@ -53,6 +45,7 @@ struct ClientTestDb {
     ~ClientTestDb()
     {
         upnp_client_db_exit();
+        upnp_client_db_set_defaultview("");
         register_upnp_resource_get_function(nullptr);
         shared::store(g_server_running, 0);
         upnp_ini_file_release();

@@ -11,7 +11,6 @@
 #include "http/http_client.h"
 #include "netif/upnp_netif.h"
 #include "runtime/upnp_thread.h"
-#include "server/upnp_nic.h"
 #include "support/failing_heap.h"
 
 #include <atomic>
@@ -34,7 +33,6 @@ static constexpr char   base_url[] = "http://10.0.0.5:9000/";
 
 extern "C" {
 int32_t     __wrap_GetMACaddress(const char *ip, char *mac);
-int32_t     __wrap_is_local_ip(const char *ip);
 UpnpString *__wrap_HTTP_get(const char *url);
 }
 
@@ -43,11 +41,6 @@ int32_t __wrap_GetMACaddress(const char *ip, char *mac)
     ++mac_lookups;
     snprintf(mac, UPNP_MAC_SIZE, "00:00:00:00:00:%.2s0", ip + 7);
     return strncmp(ip, "10.0.0.", 7) == 0;
-}
-
-int32_t __wrap_is_local_ip(const char *ip)
-{
-    return strcmp(ip, "10.0.0.5") == 0;
 }
 
 UpnpString *__wrap_HTTP_get(const char *url)
@@ -188,6 +181,8 @@ TEST(Access, FollowsTheRecordAndElseTheSetting)
     ClientTestDb db(types);
     add_record("10.0.0.7", "", 1, 0, "")->enabled = 0;
     add_record("10.0.0.5", "", 1, 0, "")->enabled = 0;
+    strcpy(g_IPaddress[0], "10.0.0.5");
+    g_nInterfaceCount = 1;
     for (int32_t value : { 0, 1 }) {
         upnp_client_db_set_autoenable(value);
         EXPECT_EQ(upnp_client_db_access_allowed(nullptr), value);
@@ -195,6 +190,7 @@ TEST(Access, FollowsTheRecordAndElseTheSetting)
         EXPECT_EQ(upnp_client_db_access_allowed("10.0.0.7"), 0);
         EXPECT_EQ(upnp_client_db_access_allowed("10.0.0.5"), 1);
     }
+    g_nInterfaceCount = 0;
 }
 
 TEST(Description, IsSearchedForTheFirstTypeWithAllItsMarks)

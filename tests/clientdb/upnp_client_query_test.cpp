@@ -69,13 +69,13 @@ TEST(Values, RunFromTheKeyToTheirEnd)
         { "DF:" + many, file, many.substr(0, 1023) },
         { "WB:on\r\nX", upnp_client_db_get_webbrowse, "on\r" },
         { "DV:\nX", view, "" },
-        { "NA:A", view, "-" },
+        { "NA:A", view, "(null)" },
         { "TR:a,b \t\r\nX", profiles, "a,b" },
         { "TR:" + many, profiles, many },
         { "XM:AASCALE=160# X", scaling, "160" },
         { "XM:AASCALE=" + many, scaling, many.substr(0, 63) },
         { "XM:AASCALE", scaling, "" },
-        { "XM:AASC", scaling, "-" },
+        { "XM:AASC", scaling, "(null)" },
     };
     for (const auto &c : cases) {
         ClientTestDb db(">>\n" + c.section + "\n>>\n");
@@ -105,7 +105,7 @@ TEST(Values, ExtraParamsNumbersAndLevels)
         return take(upnp_client_db_get_extra_params(0, name));
     };
     EXPECT_EQ(params("aac"), "-b 1,2");
-    EXPECT_EQ(params("aa") + params(nullptr), "--");
+    EXPECT_EQ(params("aa") + params(nullptr), "(null)(null)");
     EXPECT_EQ(params((cut + "longer").c_str()), "+rest");
     EXPECT_EQ(upnp_client_db_get_value(0, "QQ="), -12);
     EXPECT_EQ(upnp_client_db_get_value(0, "QR="), 1);
@@ -192,6 +192,6 @@ TEST(Lists, NameTypesAndMachines)
     EXPECT_EQ(upnp_client_db_have_netgear_rtp_client(), 1);
     EXPECT_EQ(take(upnp_client_get_friendlyname(19)), "first");
     EXPECT_EQ(take(upnp_client_db_get_updated_view(19)), "Music");
-    EXPECT_EQ(take(upnp_client_get_friendlyname(1)), "-");
-    EXPECT_EQ(take(upnp_client_db_get_updated_view(1)), "-");
+    EXPECT_EQ(take(upnp_client_get_friendlyname(1)), "(null)");
+    EXPECT_EQ(take(upnp_client_db_get_updated_view(1)), "(null)");
 }

@@ -6,6 +6,7 @@
 #include "clientdb/upnp_client_table.h"
 #include "runtime/upnp_exit.h"
 #include "support/failing_heap.h"
+#include "support/log_lines.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -37,7 +38,6 @@ TEST(Sections, RunFromMarkToMark)
         const char              *why, *file;
         std::vector<std::string> expected;
     } cases[] = {
-        { "nothing", "", {} },
         { "one byte", ">", {} },
         { "a single mark has no end", ">>\nNA:A\n", {} },
         { "two marks, the last byte cut", ">>\nNA:A\n>>\n", { ">>\nNA:A" } },
@@ -46,13 +46,12 @@ TEST(Sections, RunFromMarkToMark)
         { "three in a row: an empty one", ">>>A\n>>B\n>>\n", { "", ">>B" } },
         { "the last mark must be whole", ">>A\n>>", {} },
     };
+    ClientTestDb db("");
     for (const auto &c : cases) {
-        ClientTestDb db(c.file);
+        db.reload(c.file);
         EXPECT_EQ(sections(), c.expected) << c.why;
     }
 }
-
-static int32_t exits;
 
 TEST(Sections, AreAtMost199)
 {
@@ -60,10 +59,11 @@ TEST(Sections, AreAtMost199)
     for (int i = 0; i < 250; ++i)
         file += ">>\nNA:" + std::to_string(i) + "\n";
 
-    register_upnp_exit_function([](int32_t) { return ++exits; });
-    ClientTestDb db(file + ">>\n");
+    ClientTestDb db("");
+    register_upnp_exit_function([](int32_t code) { return code; });
+    std::string lines = log_lines([&] { db.reload(file + ">>\n"); });
     register_upnp_exit_function(nullptr);
-    EXPECT_EQ(exits, 1);
+    EXPECT_NE(lines.find("Too much clients in clients.db\n"), lines.npos);
     EXPECT_EQ(sections().size(), 199u);
     EXPECT_EQ(client_db_entries[199], nullptr);
 }
@@ -83,19 +83,28 @@ TEST(MimeTable, IsReadAcrossAllSections)
         { "cut to nine and at the comma", "MT:abcdefghijk v/a,v/b\n",
           "abcdefghi=v/a " },
         { "high bytes end a word", "MT:a\xC3\xA4 v/\xC3\n", "a=v/ " },
+        { "no file: nothing is left", "", "" },
     };
+    ClientTestDb db("");
     for (const auto &c : cases) {
-        ClientTestDb db(c.file);
+        db.reload(c.file);
         EXPECT_EQ(mime_rows(), c.expected) << c.why;
     }
+    EXPECT_TRUE(sections().empty());
 }
 
 TEST(MimeTable, HoldsAHundredRows)
 {
     ClientTestDb db("");
-    for (int i = 0; i < 120; ++i)
+    for (int i = 0; i < 100; ++i)
         upnp_client_db_add_mime_table(std::to_string(i).c_str(), "v/a");
-    upnp_client_db_add_mime_table(nullptr, "v/b");
+    EXPECT_EQ(log_lines([] {
+                  upnp_client_db_add_mime_table("99", "v/a");
+                  upnp_client_db_add_mime_table("100", "v/a");
+                  upnp_client_db_add_mime_table(nullptr, "v/b");
+              }),
+              "[Warning] - LOG_CLIENT_DB: upnp_client_db_add_mime_table : MIME "
+              "TYPE TABLE FULL!\n");
     EXPECT_STREQ(client_mime_extensions[99], "99");
 }
 
@@ -110,14 +119,6 @@ TEST(MimeTable, KeepsWholeRowsWhenMemoryIsOut)
     EXPECT_EQ(mime_rows(), "a=v/a ");
 }
 
-TEST(Init, TwiceReadsAnewAndWithoutAFileKnowsNoType)
-{
-    ClientTestDb db(">>\nNA:A\nMT:a v/a\n>>,\n");
-    db.reload("");
-    EXPECT_EQ(client_db_entries[0], nullptr);
-    EXPECT_EQ(mime_rows(), "");
-}
-
 TEST(Settings, ViewsAndDefaults)
 {
     ClientTestDb db(">>\nDV:Mus\n>>\nDV:Video\n>>\n");
@@ -126,13 +127,12 @@ TEST(Settings, ViewsAndDefaults)
     upnp_client_db_add_view("Photo");
     EXPECT_STREQ(clientdb::client_views, "Music#Photo#");
     EXPECT_EQ(take(clientdb::client_registered_default_view(0)), "Mus");
-    EXPECT_EQ(take(clientdb::client_registered_default_view(1)), "-");
+    EXPECT_EQ(take(clientdb::client_registered_default_view(1)), "(null)");
 
     upnp_client_db_set_defaultview(std::string(200, 'v').c_str());
     upnp_client_db_set_defaultview(nullptr);
     upnp_client_db_set_defaultview(g_strTreeDefaultView + 27);
     EXPECT_EQ(g_strTreeDefaultView, std::string(100, 'v'));
-    upnp_client_db_set_defaultview("");
     for (int32_t value : { 0, 1 }) {
         EXPECT_EQ(upnp_client_db_set_autoenable(value), value);
         EXPECT_EQ(upnp_client_db_add_new_client()->enabled, value);

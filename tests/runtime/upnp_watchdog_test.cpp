@@ -6,6 +6,8 @@
 #include "runtime/upnp_socket.h"
 #include "runtime/upnp_watchdog_owner.h"
 #include "server/server_rows.h"
+#include "support/failing_heap.h"
+#include "support/log_lines.h"
 
 #include <atomic>
 #include <chrono>
@@ -33,16 +35,11 @@ struct Pair {
     {
         close(fd[1]);
     }
-    // Waits for the other end to close.
-    void await_end() const
+    // Whether the other end has closed. Without flags it waits for that.
+    bool has_ended(int flags = 0) const
     {
         char c;
-        EXPECT_EQ(recv(fd[1], &c, 1, 0), 0);
-    }
-    bool has_ended() const
-    {
-        char c;
-        return recv(fd[1], &c, 1, MSG_DONTWAIT) == 0;
+        return recv(fd[1], &c, 1, flags) == 0;
     }
     int fd[2];
 };
@@ -84,15 +81,15 @@ TEST_F(Watchdog, ClosesInTheOrderOfTheDeadlines)
     auto *late_watch = upnp_enforce_socket_timeout(700, late.fd[0]);
     auto *early_watch = upnp_enforce_socket_timeout(40, early.fd[0]);
 
-    early.await_end();
-    EXPECT_FALSE(late.has_ended());
-    late.await_end();
+    EXPECT_TRUE(early.has_ended());
+    EXPECT_FALSE(late.has_ended(MSG_DONTWAIT));
+    EXPECT_TRUE(late.has_ended());
     EXPECT_GE(steady_clock::now() - start, 699ms);
     EXPECT_LT(steady_clock::now() - start, 1000ms);
     // Fired watches are gone: nothing is touched, and the failure is told.
     EXPECT_EQ(upnp_release_socket_timeout(early_watch, 0), 1);
     EXPECT_EQ(upnp_release_socket_timeout(late_watch, 1), 1);
-    EXPECT_FALSE(never.has_ended());
+    EXPECT_FALSE(never.has_ended(MSG_DONTWAIT));
     EXPECT_EQ(upnp_release_socket_timeout(watches, 0), 0);
     close(never.fd[0]);
 }
@@ -132,14 +129,28 @@ TEST_F(Watchdog, ReleaseClosesWhatHasFailed)
     EXPECT_EQ(upnp_release_socket_timeout(
                   upnp_enforce_socket_timeout(LONG_MS, kept.fd[0]), 0),
               0);
-    EXPECT_FALSE(kept.has_ended());
+    EXPECT_FALSE(kept.has_ended(MSG_DONTWAIT));
     EXPECT_EQ(watchdog::release(watch, 1, &closed), 1);
     EXPECT_TRUE(closed);
-    failed.await_end();
-    EXPECT_EQ(upnp_enforce_socket_timeout(0, kept.fd[0]), nullptr);
-    EXPECT_EQ(upnp_enforce_socket_timeout(LONG_MS, -1), nullptr);
+    EXPECT_TRUE(failed.has_ended());
     EXPECT_EQ(upnp_release_socket_timeout(nullptr, 1), 0);
     close(kept.fd[0]);
+}
+
+TEST_F(Watchdog, RefusesWithAnErrorInTheLog)
+{
+    static const std::string error =
+        "[Error] - LOG_SYSTEM: createSocketTimeout : ";
+    auto refuse = [] {
+        EXPECT_EQ(upnp_enforce_socket_timeout(0, 99), nullptr);
+        EXPECT_EQ(upnp_enforce_socket_timeout(LONG_MS, -1), nullptr);
+        fail_allocation_after(0);
+        EXPECT_EQ(upnp_enforce_socket_timeout(LONG_MS, 99), nullptr);
+        fail_allocation_after(-1);
+    };
+    EXPECT_EQ(log_lines(refuse), error + "Invalid parameters\n" + error +
+                                     "Invalid parameters\n" + error +
+                                     "Failed to allocate 16 bytes\n");
 }
 
 TEST_F(Watchdog, EndOfTheServerFreesAllAndClosesNone)
@@ -152,7 +163,7 @@ TEST_F(Watchdog, EndOfTheServerFreesAllAndClosesNone)
     EXPECT_EQ(upnp_enforce_socket_timeout(LONG_MS, pair.fd[0]), nullptr);
     EXPECT_EQ(watchdog::release(watch, 1, &closed), 1);
     EXPECT_FALSE(closed);
-    EXPECT_FALSE(pair.has_ended());
+    EXPECT_FALSE(pair.has_ended(MSG_DONTWAIT));
     close(pair.fd[0]);
     server::create_global_lock();
 }
@@ -173,7 +184,7 @@ TEST_F(Watchdog, ThreadsThatWatchAndReleaseWhileServersComeAndGo)
                     watchdog::release(watch, i & 1, &closed);
                 if (!closed)
                     close(pair.fd[0]);
-                pair.await_end();
+                EXPECT_TRUE(pair.has_ended());
             }
         });
     for (int turn = 0; turn < 10; ++turn) {
