@@ -29,9 +29,9 @@ extern int32_t client_autoenable;  // read and written atomically
 // before init and behind exit, on many threads.
 extern CriticalSection client_db_lock;
 
-// Takes client_db_lock. Hand the result to unlock.
-bool lock();
-void unlock(bool is_held);
+// Take and release client_db_lock.
+void lock();
+void unlock();
 
 // The text of a client type: empty for a slot that is not filled, null for an
 // id outside the table.

@@ -144,15 +144,16 @@ UpnpString *upnp_print_client(UpnpString *text, const ClientEntry *entry)
 
 UpnpString *upnp_get_connected_client_list(void)
 {
-    UpnpString  *text = nullptr;
-    bool         is_held = clientdb::lock();
+    UpnpString *text = nullptr;
+
+    clientdb::lock();
     ClientEntry *entry = g_pClients;
 
     while (entry) {
         text = upnp_print_client(text, entry);
         entry = text ? entry->next : nullptr;
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     return text;
 }
 
@@ -171,7 +172,7 @@ UpnpString *upnp_client_add(const char *mac, int32_t id, int32_t enabled,
         return upnp_string_concat(nullptr, "invalid MAC address");
     }
 
-    bool         is_held = clientdb::lock();
+    clientdb::lock();
     ClientEntry *entry = find_mac_locked(upper, &previous);
     if (entry)
         has_changed = change_locked(entry, id, enabled, view);
@@ -179,7 +180,7 @@ UpnpString *upnp_client_add(const char *mac, int32_t id, int32_t enabled,
         entry = add_locked(upper, id, enabled);
     UpnpString *text = upnp_print_client(nullptr, entry);
     has_changed = has_changed && entry;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     if (has_changed)
         client_table_write();
@@ -193,13 +194,13 @@ UpnpString *upnp_client_delete(const char *mac)
     if (!mac)
         return nullptr;
 
-    bool         is_held = clientdb::lock();
+    clientdb::lock();
     ClientEntry *entry = find_mac_locked(mac, &previous);
     if (entry) {
         (previous ? previous->next : g_pClients) = entry->next;
         client_table_free(entry);
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     if (!entry)
         return upnp_string_concat(nullptr, "not found!");
@@ -216,7 +217,7 @@ static UpnpString *enable_by(char *ClientEntry::*field, const char *key,
     if (!key)
         return nullptr;
 
-    bool is_held = clientdb::lock();
+    clientdb::lock();
     for (ClientEntry *entry = g_pClients; entry; entry = entry->next) {
         if (!is_equal(entry->*field, key) || entry->enabled == enabled)
             continue;
@@ -226,7 +227,7 @@ static UpnpString *enable_by(char *ClientEntry::*field, const char *key,
             text = upnp_print_client(text, entry);
         has_changed = true;
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     if (has_changed)
         client_table_write();

@@ -8,7 +8,7 @@
 // Threads: the types, the MIME table and the views are filled at the start and
 // then only read, without a lock. The client table and the records in it
 // belong to whoever holds the database's lock. Before init and after exit
-// every call works, unlocked.
+// every call works as well.
 #ifndef CLIENTDB_UPNP_CLIENT_DB_H
 #define CLIENTDB_UPNP_CLIENT_DB_H
 

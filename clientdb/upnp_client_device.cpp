@@ -174,7 +174,7 @@ static char *read_udn(char *packet)
 // fetched, so that one which does not answer is not asked again.
 static bool is_new(const char *udn)
 {
-    bool            is_held = clientdb::lock();
+    clientdb::lock();
     ClientUdnEntry *entry = g_pDiscoveredUDNs;
 
     while (entry && !(entry->udn && strcmp(entry->udn, udn) == 0))
@@ -193,7 +193,7 @@ static bool is_new(const char *udn)
             upnp_free_impl(copy);
         }
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     return !is_known;
 }
 
@@ -256,9 +256,9 @@ static void identify(const char *url, const char *ip, const char *mac,
     device.ip = upnp_strdup_impl(ip);
     device.udn = upnp_strdup_impl(udn);
     if (device.mac && device.ip && device.udn) {
-        bool is_held = clientdb::lock();
+        clientdb::lock();
         store_locked(device);
-        clientdb::unlock(is_held);
+        clientdb::unlock();
         client_table_write();
     }
 

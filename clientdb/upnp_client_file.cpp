@@ -109,8 +109,8 @@ void client_table_write(void)
     UpnpString *path = nullptr;
     UpnpFile   *file = nullptr;
     int         written = 0;
-    bool        is_held = clientdb::lock();
 
+    clientdb::lock();
     path = make_path();
     if (!path)
         goto out;
@@ -131,7 +131,7 @@ void client_table_write(void)
 out:
     upnp_file_close(file);
     upnp_string_safe_free(&path);
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 // --- Reading ----------------------------------------------------------------
@@ -194,8 +194,8 @@ void client_table_read(void)
 {
     UpnpString *path = nullptr;
     UpnpFile   *file = nullptr;
-    bool        is_held = clientdb::lock();
 
+    clientdb::lock();
     forget_clients_locked();
     path = make_path();
     if (!path)
@@ -215,7 +215,7 @@ void client_table_read(void)
 out:
     upnp_file_close(file);
     upnp_string_safe_free(&path);
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 void reset_clients(void)
@@ -223,12 +223,12 @@ void reset_clients(void)
     exit_client_table();
     exit_client_udn_table();
 
-    bool        is_held = clientdb::lock();
+    clientdb::lock();
     UpnpString *path = make_path();
     if (path)
         upnp_file_unlink(path->buffer);
     upnp_string_safe_free(&path);
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 void clear_clients(void)

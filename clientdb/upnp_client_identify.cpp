@@ -99,8 +99,8 @@ static bool find_by_ip(const char *ip, const char *headers, int32_t *id)
     bool         is_done = false;
     bool         has_changed = false;
     int32_t      best = -1;
-    bool         is_held = clientdb::lock();
 
+    clientdb::lock();
     for (ClientEntry *entry = g_pClients; entry && !is_done;
          previous = entry, entry = entry->next) {
         if (!is_equal(entry->ip, ip) || !entry->connected)
@@ -113,7 +113,7 @@ static bool find_by_ip(const char *ip, const char *headers, int32_t *id)
         if (is_done || entry->fix_level == clientdb::FIXED_FOR_IP || best < 0)
             best = entry->id;
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     if (has_changed)
         client_table_write();
@@ -130,8 +130,8 @@ static bool find_by_mac(const char *mac, const char *ip, const char *headers,
     ClientEntry *next = nullptr;
     bool         is_done = false;
     int32_t      best = -1;
-    bool         is_held = clientdb::lock();
 
+    clientdb::lock();
     for (ClientEntry *entry = g_pClients; entry && !is_done; entry = next) {
         next = entry->next;
         if (!is_equal(entry->mac, mac)) {
@@ -149,7 +149,7 @@ static bool find_by_mac(const char *mac, const char *ip, const char *headers,
         if (is_done || entry->fix_level == clientdb::FIXED_FOR_IP)
             best = entry->id;
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     *id = best;
     if (!is_done && best <= 0)
@@ -174,8 +174,8 @@ static void add_record(const char *mac, const char *ip, Match &match)
     ClientEntry *entry = nullptr;
     char        *mac_copy = upnp_strdup_impl(mac);
     char        *ip_copy = upnp_strdup_impl(ip);
-    bool         is_held = clientdb::lock();
 
+    clientdb::lock();
     if (mac_copy && ip_copy && !has_record_locked(mac, ip))
         entry = upnp_client_db_add_new_client();
     if (entry) {
@@ -185,7 +185,7 @@ static void add_record(const char *mac, const char *ip, Match &match)
         entry->connected = 1;
         clientdb::take_over(entry, match);
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     clientdb::set_text(mac_copy, nullptr);
     clientdb::set_text(ip_copy, nullptr);
@@ -234,12 +234,12 @@ int32_t upnp_client_db_access_allowed(const char *ip)
     if (is_local_ip(ip))
         return 1;
 
-    bool         is_held = clientdb::lock();
+    clientdb::lock();
     ClientEntry *entry = g_pClients;
     while (entry && !is_equal(entry->ip, ip))
         entry = entry->next;
     if (entry)
         is_allowed = entry->enabled;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     return is_allowed;
 }

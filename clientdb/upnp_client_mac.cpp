@@ -51,9 +51,9 @@ static Failure &row_for_locked(const char *ip, uint64_t now_ms)
 
 bool clientdb::peer_mac(const char *ip, char *mac)
 {
-    bool is_held = lock();
+    lock();
     bool has_failed = has_failed_locked(ip, getSystemTime());
-    unlock(is_held);
+    unlock();
 
     if (has_failed)
         return false;
@@ -65,11 +65,11 @@ bool clientdb::peer_mac(const char *ip, char *mac)
     if (length >= UPNP_IP_SIZE)
         return false;
 
-    is_held = lock();
+    lock();
     uint64_t now_ms = getSystemTime();
     Failure &row = row_for_locked(ip, now_ms);
     memcpy(row.ip, ip, length + 1);
     row.since_ms = now_ms;
-    unlock(is_held);
+    unlock();
     return false;
 }

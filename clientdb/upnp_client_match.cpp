@@ -189,7 +189,8 @@ static bool browses_like(const char *section, const char *headers,
 static void retype_by_ip(const char *ip, int32_t id)
 {
     ClientEntry *previous = nullptr;
-    bool         is_held = clientdb::lock();
+
+    clientdb::lock();
     ClientEntry *entry = g_pClients;
 
     while (entry &&
@@ -207,7 +208,7 @@ static void retype_by_ip(const char *ip, int32_t id)
                       entry->friendly_name ? entry->friendly_name : "(null)",
                       static_cast<int>(id), ip);
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 
     if (entry)
         client_table_write();

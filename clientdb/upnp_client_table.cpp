@@ -17,16 +17,14 @@ constinit CriticalSection clientdb::client_db_lock = {
     PTHREAD_MUTEX_INITIALIZER, 0, 0
 };
 
-bool clientdb::lock()
+void clientdb::lock()
 {
     EnterCriticalSection(&client_db_lock);
-    return true;
 }
 
-void clientdb::unlock(bool is_held)
+void clientdb::unlock()
 {
-    if (is_held)
-        LeaveCriticalSection(&client_db_lock);
+    LeaveCriticalSection(&client_db_lock);
 }
 
 void clientdb::client_table_move_to_front(ClientEntry *entry,
@@ -68,18 +66,18 @@ void client_table_free(ClientEntry *entry)
 
 void exit_client_table(void)
 {
-    bool is_held = clientdb::lock();
+    clientdb::lock();
 
     while (ClientEntry *entry = g_pClients) {
         g_pClients = entry->next;
         client_table_free(entry);
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 void exit_client_udn_table(void)
 {
-    bool is_held = clientdb::lock();
+    clientdb::lock();
 
     while (ClientUdnEntry *entry = g_pDiscoveredUDNs) {
         g_pDiscoveredUDNs = entry->next;
@@ -87,52 +85,52 @@ void exit_client_udn_table(void)
             upnp_free_impl(entry->udn);
         upnp_free_impl(entry);
     }
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 void init_client_table(void)
 {
-    bool is_held = clientdb::lock();
+    clientdb::lock();
 
     g_pClients = nullptr;
     g_pDiscoveredUDNs = nullptr;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     client_table_read();
 }
 
 int32_t upnp_client_db_have_netgear_rtp_client(void)
 {
-    bool         is_held = clientdb::lock();
+    clientdb::lock();
     ClientEntry *entry = g_pClients;
 
     while (entry && entry->id != NETGEAR_RTP_CLIENT)
         entry = entry->next;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     return entry != nullptr;
 }
 
 char *upnp_client_db_get_updated_view(int32_t id)
 {
-    bool         is_held = clientdb::lock();
+    clientdb::lock();
     ClientEntry *entry = g_pClients;
 
     while (entry && entry->id != id)
         entry = entry->next;
 
     char *view = entry ? upnp_strdup_impl(entry->view) : nullptr;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     return view;
 }
 
 char *upnp_client_get_friendlyname(int32_t id)
 {
-    bool         is_held = clientdb::lock();
+    clientdb::lock();
     ClientEntry *entry = g_pClients;
 
     while (entry && (entry->id != id || !entry->friendly_name))
         entry = entry->next;
 
     char *name = entry ? upnp_strdup_impl(entry->friendly_name) : nullptr;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
     return name;
 }

@@ -111,13 +111,13 @@ void upnp_client_db_exit(void)
     exit_client_table();
     exit_client_udn_table();
 
-    bool is_held = clientdb::lock();
+    clientdb::lock();
     clear_sections();
     clientdb::clear_mime_table();
     if (clientdb::client_views)
         upnp_free_impl(clientdb::client_views);
     clientdb::client_views = nullptr;
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 void upnp_client_db_add_view(const char *view)
@@ -141,11 +141,11 @@ void upnp_client_db_set_defaultview(const char *view)
     if (!view)
         return;
 
-    bool   is_held = clientdb::lock();
+    clientdb::lock();
     size_t length = strnlen(view, sizeof(g_strTreeDefaultView) - 1);
     memmove(g_strTreeDefaultView, view, length);
     g_strTreeDefaultView[length] = '\0';
-    clientdb::unlock(is_held);
+    clientdb::unlock();
 }
 
 int32_t upnp_client_db_set_autoenable(int32_t value)
