@@ -26,14 +26,15 @@ static constexpr int32_t  PASSES = 2;
 static constexpr int32_t  INITIAL_BURSTS = 3;
 static constexpr char     msearch_name[] = "SSDP_M_Search_Impl";
 
-// --- Requests --------------------------------------------------------------------
+// --- Requests
+// --------------------------------------------------------------------
 
-#define SEARCH_REQUEST(mx, device)                        \
-    "M-SEARCH * HTTP/1.1\r\n"                             \
-    "MX: " mx "\r\n"                                      \
-    "ST: urn:schemas-upnp-org:device:" device ":1\r\n"    \
-    "HOST: 239.255.255.250:1900\r\n"                      \
-    "MAN: \"ssdp:discover\"\r\n"                          \
+#define SEARCH_REQUEST(mx, device)                                             \
+    "M-SEARCH * HTTP/1.1\r\n"                                                  \
+    "MX: " mx "\r\n"                                                           \
+    "ST: urn:schemas-upnp-org:device:" device ":1\r\n"                         \
+    "HOST: 239.255.255.250:1900\r\n"                                           \
+    "MAN: \"ssdp:discover\"\r\n"                                               \
     "\r\n"
 
 namespace {
@@ -81,7 +82,8 @@ static constexpr Request requests[] = {
 };
 // clang-format on
 
-// --- The sender ------------------------------------------------------------------
+// --- The sender
+// ------------------------------------------------------------------
 
 static void send_burst(const ssdp::Hold &hold)
 {
@@ -103,7 +105,7 @@ static void send_burst(const ssdp::Hold &hold)
 // Waits in steps, until a new burst is wanted or the socket is gone.
 static void wait_for_next_burst(const ssdp::Hold &hold, int32_t interval_ms)
 {
-    for (int32_t waited = 0; waited < interval_ms; waited += STEP_MS) {
+    for (; interval_ms > 0; interval_ms -= STEP_MS) {
         if (shared::load(hold.entry->msearchWake) || !ssdp::is_valid(hold))
             return;
         Sleep(STEP_MS);
@@ -153,16 +155,18 @@ static void *sender_thread(void *entry_arg)
     return nullptr;
 }
 
-// --- The reader --------------------------------------------------------------------
+// --- The reader
+// --------------------------------------------------------------------
 
 static bool bind_upwards(int32_t sock, const char *ip)
 {
     for (int32_t port = FIRST_PORT; port < PORT_LIMIT; ++port) {
         if (upnp_socket_bind(sock, ip, static_cast<uint16_t>(port)) != -1)
             return true;
-        upnp_log_impl(UPNP_LOG_INFO, LOG_SSDP, msearch_name,
-                      "failed to get free port for %s:%d, reason: %s - retrying",
-                      ip, port, getLastSocketError());
+        upnp_log_impl(
+            UPNP_LOG_INFO, LOG_SSDP, msearch_name,
+            "failed to get free port for %s:%d, reason: %s - retrying", ip,
+            port, getLastSocketError());
     }
     upnp_log_impl(UPNP_LOG_INFO, LOG_SSDP, msearch_name,
                   "SSDP terminated M-Search thread - no free port found");
