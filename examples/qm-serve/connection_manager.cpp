@@ -19,8 +19,11 @@ static int32_t get_protocol_info(const SoapCall &call)
 {
     std::string source;
 
-    for (const char *type : media_types())
-        source += (source.empty() ? "" : ",") + protocol_info(type, "*");
+    for (const char *type : media_types()) {
+        if (!source.empty())
+            source += ',';
+        source += protocol_info(type, "*");
+    }
     return send_answer(call, { { "Source", source }, { "Sink", "" } });
 }
 
@@ -49,8 +52,9 @@ static int32_t handle_control(HttpRequest *request)
 
 void serve::register_connection_manager()
 {
-    upnp_http_register_handler(admitted_at_home<handle_control>, HTTP_METHOD_POST,
-                               "/ConnectionManager/Control", 1, 1);
+    upnp_http_register_handler(admitted_at_home<handle_control>,
+                               HTTP_METHOD_POST, "/ConnectionManager/Control",
+                               1, 1);
     upnp_http_register_handler(admitted_at_home<refuse_subscription>,
                                HTTP_METHOD_SUBSCRIBE | HTTP_METHOD_UNSUBSCRIBE,
                                "/ConnectionManager/Event", 1, 1);

@@ -228,8 +228,9 @@ void serve::register_content_directory(const MediaFolder &folder)
 {
     media = &folder;
     upnp_set_errmsgs(messages);
-    upnp_http_register_handler(admitted_at_home<handle_control>, HTTP_METHOD_POST,
-                               "/ContentDirectory/Control", 1, 1);
+    upnp_http_register_handler(admitted_at_home<handle_control>,
+                               HTTP_METHOD_POST, "/ContentDirectory/Control", 1,
+                               1);
     upnp_http_register_handler(admitted_at_home<refuse_subscription>,
                                HTTP_METHOD_SUBSCRIBE | HTTP_METHOD_UNSUBSCRIBE,
                                "/ContentDirectory/Event", 1, 1);

@@ -159,8 +159,7 @@ static int32_t answer(HttpRequest *request, std::string_view path)
     if (serve::is_document(path))
         return serve::send_document(request, path);
     if (path.starts_with(thumb_url))
-        return serve::answer_thumbnail(request,
-                                       path.substr(thumb_url.size()));
+        return serve::answer_thumbnail(request, path.substr(thumb_url.size()));
     if (!is_item && !path.starts_with(media_url))
         return serve::send_error(request, 404);
 

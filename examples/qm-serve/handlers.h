@@ -14,8 +14,8 @@ bool register_folder(const char *path);
 // upload.h. Without this there is no way to write.
 bool register_upload(const char *path, int32_t limit_mb);
 
-// Registers pictures of files, which that command makes; see thumbnail.h. False,
-// with errno.
+// Registers pictures of files, which that command makes; see thumbnail.h.
+// False, with errno.
 bool register_thumbnails(const char *command);
 
 // Takes the registrations back. No connection may be open any more.
