@@ -8,12 +8,6 @@ driver=$3
 # shellcheck source=tests/system/netns.sh
 . "$(dirname "$0")/netns.sh"
 
-root=upnp:rootdevice
-device=urn:schemas-upnp-org:device:MediaServer:1
-directory=urn:schemas-upnp-org:service:ContentDirectory:1
-manager=urn:schemas-upnp-org:service:ConnectionManager:1
-registrar=urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1
-
 # Three hosts, each with a network of its own to each of the others.
 host server
 host near

@@ -54,6 +54,16 @@ on() { ip netns exec "$@"; }
 # shellcheck disable=SC2034
 udn=uuid:55056f72-656c-4d65-64a8-020000000101
 
+# What it announces beside that.
+# shellcheck disable=SC2034
+{
+    root=upnp:rootdevice
+    device=urn:schemas-upnp-org:device:MediaServer:1
+    directory=urn:schemas-upnp-org:service:ContentDirectory:1
+    manager=urn:schemas-upnp-org:service:ConnectionManager:1
+    registrar=urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1
+}
+
 # start HOST OPTION... - qm-serve on a host, until its URLs are in "urls".
 # Sets server.
 start() {

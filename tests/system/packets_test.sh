@@ -7,11 +7,6 @@ driver=$2
 # shellcheck source=tests/system/netns.sh
 . "$(dirname "$0")/netns.sh"
 
-root=upnp:rootdevice
-device=urn:schemas-upnp-org:device:MediaServer:1
-directory=urn:schemas-upnp-org:service:ContentDirectory:1
-manager=urn:schemas-upnp-org:service:ConnectionManager:1
-registrar=urn:microsoft.com:service:X_MS_MediaReceiverRegistrar:1
 renderer=urn:schemas-upnp-org:device:MediaRenderer:1
 
 # --- Expected packets ---------------------------------------------------------
