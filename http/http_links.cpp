@@ -37,12 +37,17 @@ static UpnpString *add(UpnpString *str, std::string_view bytes)
                            static_cast<uint32_t>(bytes.size()));
 }
 
+static std::string_view text_of(const UpnpString *document)
+{
+    return { document->buffer, document->length };
+}
+
 // A new document with param in the links of one kind; null when out of memory.
 static UpnpString *add_to_links(const UpnpString  *document,
                                 const LinkPattern &pattern,
                                 std::string_view   param)
 {
-    std::string_view rest(document->buffer, document->length);
+    std::string_view rest = text_of(document);
     UpnpString      *result = upnp_string_create(nullptr, document->capacity);
 
     while (result) {
@@ -108,6 +113,9 @@ UpnpString *http_post_process_for_remote_access(HttpRequest *request,
     for (const LinkPattern &pattern : link_patterns) {
         if (!document)
             return nullptr;
+        // Most documents have links of one or two kinds.
+        if (text_of(document).find(pattern.start) == std::string_view::npos)
+            continue;
         UpnpString *changed =
             add_to_links(document, pattern, request->session_param);
         upnp_string_free(document);
