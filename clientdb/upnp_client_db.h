@@ -58,7 +58,7 @@ UPNP_API extern char g_strTreeDefaultView[128];
 // property "appdata", forgetting the machines first if the property
 // "clearclientsonrestart" is set. Without the resource there are no types, and
 // every question gets the answer for an unknown one. A second call reads all
-// of it anew. More than 199 sections are a critical error.
+// of it anew. At most 198 sections fit: the 199th is a critical error.
 UPNP_API void upnp_client_db_init(void);
 
 // Frees machines, types, MIME table and views. No thread may be asking about

@@ -14,7 +14,6 @@
 #include "runtime/upnp_shared.h"
 #include "runtime/upnp_string.h"
 
-#include <algorithm>
 #include <string.h>
 
 static constexpr char   section_mark[] = ">>";
