@@ -23,6 +23,7 @@ struct Node {
 
 static constexpr int32_t TURNS = 3;  // UDP may lose one
 static constexpr int32_t TURN_PAUSE_MS = 50;
+static constexpr int32_t LEAVING_MS = 20;
 
 // The lock is ready before anything runs and is never taken away, so that a
 // handler may queue at any time, also around a stop.
@@ -51,29 +52,37 @@ void SSDP_queue_clear(void)
 
 void SSDP_init(void)
 {
-    if (is_ready.exchange(true))
+    if (is_ready)
         return;
     SSDP_queue_clear();
+    is_ready = true;
 }
 
 void SSDP_exit(void)
 {
-    if (is_ready.exchange(false))
-        SSDP_queue_clear();
+    if (!is_ready.exchange(false))
+        return;
+    SSDP_queue_clear();
+    // A handler that was about to queue gets its time, and its record goes too.
+    Sleep(LEAVING_MS);
+    SSDP_queue_clear();
 }
 
 void SSDP_queue_notify_packet(SsdpQueuedNotify *record)
 {
-    Node *node;
+    Node    *node;
+    uint32_t now;
 
     if (!record)
         return;
     node = static_cast<Node *>(upnp_malloc_impl(sizeof(Node)));
     if (!node)
         return;
-    record->dueTime = static_cast<int32_t>(static_cast<uint32_t>(time(nullptr)) +
-                                           static_cast<uint32_t>(record->delay));
     EnterCriticalSection(&queue_lock);
+    // The wait for the lock, as long as others are sent, is no part of delay.
+    now = static_cast<uint32_t>(time(nullptr));
+    record->dueTime =
+        static_cast<int32_t>(now + static_cast<uint32_t>(record->delay));
     *node = { record, newest };
     newest = node;
     LeaveCriticalSection(&queue_lock);

@@ -11,7 +11,9 @@
 #include "ssdp/upnp_ssdp.h"
 
 #include <cstring>
+#include <ctime>
 #include <gtest/gtest.h>
+#include <thread>
 
 using Rows = std::vector<std::string>;
 
@@ -236,4 +238,28 @@ TEST(Queue, SendsWhatIsStillValidThreeTimesAndKeepsTheRest)
     SSDP_queue_notify_packet(new_record(&server, 3));
     SSDP_exit();
     shared::store(g_server_running, 0);
+}
+
+TEST(Queue, TheWaitForTheLockIsNoPartOfTheDelay)
+{
+    HttpServerEntry server = {};
+
+    strcpy(server.ip, "10.0.0.5");
+    shared::store(g_server_running, 1);
+    SSDP_init();
+    // More than a second of pauses, and all that time the lock is held.
+    for (int i = 0; i < 200; ++i)
+        SSDP_queue_notify_packet(new_record(&server, 60));
+    std::thread sender(SSDP_process_queued_notify_packets);
+    await_sent(1);
+
+    SsdpQueuedNotify *late = new_record(&server, 0);
+    int64_t           asked = time(nullptr);
+    SSDP_queue_notify_packet(late);
+    EXPECT_GT(late->dueTime, asked);
+
+    sender.join();
+    SSDP_exit();
+    shared::store(g_server_running, 0);
+    take_sent();
 }
