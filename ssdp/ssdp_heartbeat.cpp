@@ -36,7 +36,7 @@ static bool is_running()
     return shared::load(g_server_running) == 1;
 }
 
-// --- Announcing ------------------------------------------------------------------
+// --- Announcing -------------------------------------------------------------
 
 static void announce(const Beat &beat)
 {
@@ -66,7 +66,7 @@ static void say_farewell(const Beat &beat)
     upnp_close_socket(&sock);
 }
 
-// --- The life of one heartbeat ------------------------------------------------------
+// --- The life of one heartbeat ----------------------------------------------
 
 // The ports above 1900 are for machines where another program keeps that one
 // to itself. When no port is free the socket stays in the row.

@@ -26,8 +26,7 @@ static constexpr int32_t  PASSES = 2;
 static constexpr int32_t  INITIAL_BURSTS = 3;
 static constexpr char     msearch_name[] = "SSDP_M_Search_Impl";
 
-// --- Requests
-// --------------------------------------------------------------------
+// --- Requests ---------------------------------------------------------------
 
 #define SEARCH_REQUEST(mx, device)                                             \
     "M-SEARCH * HTTP/1.1\r\n"                                                  \
@@ -82,43 +81,74 @@ static constexpr Request requests[] = {
 };
 // clang-format on
 
-// --- The sender
-// ------------------------------------------------------------------
+// --- The sender -------------------------------------------------------------
 
-static void send_burst(const ssdp::Hold &hold)
+namespace {
+// A row, up to its next stop.
+struct Sender {
+    HttpServerEntry *entry;
+    uint32_t         generation;
+};
+}
+
+static bool has_socket(const Sender &sender)
+{
+    return shared::load(sender.entry->msearchSocket) != -1 &&
+           shared::load(sender.entry->generation) == sender.generation;
+}
+
+static void send_requests(int32_t sock)
+{
+    for (const Request &request : requests) {
+        if (!request.is_wanted())
+            continue;
+        upnp_sendto(sock, request.text.data(),
+                    static_cast<uint32_t>(request.text.size()), SSDP_GROUP,
+                    SSDP_PORT);
+        Sleep(PACKET_PAUSE_MS);
+    }
+}
+
+// Each pass takes the socket that the row shows then: another reader may have
+// come in the place of one that has failed.
+static void send_pass(const Sender &sender)
+{
+    ssdp::Hold hold;
+
+    if (!ssdp::join(hold, sender.entry, &HttpServerEntry::msearchSocket))
+        return;
+    if (hold.generation == sender.generation)
+        send_requests(hold.own);
+    ssdp::leave(hold);
+}
+
+static void send_burst(const Sender &sender)
 {
     for (int32_t pass = 0; pass < PASSES; ++pass) {
         Sleep(STEP_MS);
-        if (!ssdp::is_valid(hold))
+        if (!has_socket(sender))
             return;
-        for (const Request &request : requests) {
-            if (!request.is_wanted())
-                continue;
-            upnp_sendto(hold.own, request.text.data(),
-                        static_cast<uint32_t>(request.text.size()), SSDP_GROUP,
-                        SSDP_PORT);
-            Sleep(PACKET_PAUSE_MS);
-        }
+        send_pass(sender);
     }
 }
 
 // Waits in steps, until a new burst is wanted or the socket is gone.
-static void wait_for_next_burst(const ssdp::Hold &hold, int32_t interval_ms)
+static void wait_for_next_burst(const Sender &sender, int32_t interval_ms)
 {
     for (; interval_ms > 0; interval_ms -= STEP_MS) {
-        if (shared::load(hold.entry->msearchWake) || !ssdp::is_valid(hold))
+        if (shared::load(sender.entry->msearchWake) || !has_socket(sender))
             return;
         Sleep(STEP_MS);
     }
 }
 
-static void send_until_done(const ssdp::Hold &hold)
+static void send_until_done(const Sender &sender)
 {
     int32_t budget = INITIAL_BURSTS;
 
-    while (ssdp::is_valid(hold)) {
-        send_burst(hold);
-        shared::store(hold.entry->msearchWake, 0);
+    while (has_socket(sender)) {
+        send_burst(sender);
+        shared::store(sender.entry->msearchWake, 0);
 
         int32_t interval_ms = ssdp::msearch_initial_interval_ms();
         if (budget > 0)
@@ -130,33 +160,39 @@ static void send_until_done(const ssdp::Hold &hold)
             if (interval_ms == 0)
                 return;
         }
-        wait_for_next_burst(hold, interval_ms);
+        wait_for_next_burst(sender, interval_ms);
     }
+}
+
+// Sends as the row's only sender; whether a wish came just as that ended.
+static bool send_alone(HttpServerEntry *entry)
+{
+    if (!shared::replace(entry->msearchSenderActive, 0, 1))
+        return false;
+
+    const Sender sender = { entry, shared::load(entry->generation) };
+    send_until_done(sender);
+    // Behind a stop the word belongs to the next start's sender, which comes
+    // with a socket.
+    if (shared::load(entry->generation) != sender.generation &&
+        shared::load(entry->msearchSocket) != -1)
+        return false;
+    shared::store(entry->msearchSenderActive, 0);
+    return shared::load(entry->msearchWake) && has_socket(sender);
 }
 
 static void *sender_thread(void *entry_arg)
 {
     HttpServerEntry *entry = static_cast<HttpServerEntry *>(entry_arg);
-    ssdp::Hold       hold;
 
     upnp_init_thread("SSDP MSearch Send");
-    if (entry && shared::replace(entry->msearchSenderActive, 0, 1)) {
-        uint32_t generation = shared::load(entry->generation);
-
-        if (ssdp::join(hold, entry, &HttpServerEntry::msearchSocket)) {
-            send_until_done(hold);
-            ssdp::leave(hold);
-        }
-        // Behind a stop the word belongs to the next start's sender.
-        if (shared::load(entry->generation) == generation)
-            shared::store(entry->msearchSenderActive, 0);
-    }
+    while (entry && send_alone(entry))
+        ;
     upnp_end_thread();
     return nullptr;
 }
 
-// --- The reader
-// --------------------------------------------------------------------
+// --- The reader -------------------------------------------------------------
 
 static bool bind_upwards(int32_t sock, const char *ip)
 {
@@ -199,20 +235,18 @@ static bool become_reader(ssdp::Hold &hold, HttpServerEntry *entry)
     if (shared::load(entry->msearchSocket) != -1)
         return false;
     sock = upnp_socket_create_udp();
-    if (sock == -1 ||
-        !ssdp::show(hold, entry, &HttpServerEntry::msearchSocket, sock))
-        return false;
-    // A sender that still counts as active belongs to an earlier socket.
-    shared::store(entry->msearchSenderActive, 0);
-    return true;
+    return sock != -1 &&
+           ssdp::show(hold, entry, &HttpServerEntry::msearchSocket, sock);
 }
 
 static void wake_or_start_sender(HttpServerEntry *entry)
 {
-    if (shared::load(entry->msearchSenderActive))
+    if (shared::load(entry->msearchSenderActive)) {
         shared::store(entry->msearchWake, 1);
-    else
-        thread_once::start(sender_thread, entry, THREAD_PRIORITY);
+        if (shared::load(entry->msearchSenderActive))
+            return;  // and it has yet to look at the wish
+    }
+    thread_once::start(sender_thread, entry, THREAD_PRIORITY);
 }
 
 static void search(HttpServerEntry *entry)

@@ -29,7 +29,7 @@ UPNP_API int32_t SSDP_byebye_packet(const char *destIp, int32_t destPort,
 // Sends what matches a search target, for each role in force: as
 // announcements if isAnnouncement is not 0, else as answers. "ssdp:all"
 // matches everything; other targets are compared exactly. Some roles pause
-// after each packet, on the calling thread.
+// after each packet, on the calling thread. A null target sends nothing.
 UPNP_API void SSDP_send_notify(int32_t socket, const char *localIp,
                                int32_t httpPort, const char *destIp,
                                int32_t destPort, const char *searchTarget,
@@ -47,8 +47,8 @@ UPNP_API void SSDP_MediaTransferProtocol(int32_t socket, const char *localIp,
 UPNP_API void SSDP_send_byebye(int32_t socket, const char *destIp,
                                int32_t destPort);
 
-// The remote UI server's set alone, on the heartbeat socket of every served
-// address, in two passes that take 210 ms each.
+// The remote UI server's set alone, in force or not, on the heartbeat socket of
+// every served address, in two passes with 210 ms behind each.
 UPNP_API void SSDP_ruis_send_announcement(void);
 UPNP_API void SSDP_ruis_send_byebye(void);
 

@@ -191,7 +191,7 @@ void SSDP_send_byebye(int32_t socket, const char *destIp, int32_t destPort)
     }
 }
 
-// --- The remote UI server on all interfaces --------------------------------------
+// --- The remote UI server on all interfaces ---------------------------------
 
 static void announce_ruis(const Route &to)
 {

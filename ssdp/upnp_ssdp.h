@@ -83,12 +83,16 @@ UPNP_API void            SSDP_set_upnp_beattime(uint32_t seconds);
 // 1 while a heartbeat runs.
 UPNP_API int32_t upnp_ssdp_heartbeat_active(void);
 
-// Has all interfaces announce at their next tick, and waits half a second for
-// that on the calling thread. Without effect while the heartbeats are silent.
+// These ask the heartbeats, which look every 100 ms. The first that obeys a
+// request clears it: with several interfaces the others may not see it.
+
+// Asks for an announcement, and waits half a second for it on the calling
+// thread. Without effect while the heartbeats are silent.
 UPNP_API void upnp_ssdp_send_alive(void);
 
-// Says byebye and stays silent; ends the silence with an announcement; ends
-// the heartbeats.
+// Says byebye; ends the silence with an announcement; ends the heartbeat. The
+// silence behind a byebye is that of all interfaces, and outlives a stop and a
+// new start.
 UPNP_API void SSDP_trigger_byebye(void);
 UPNP_API void SSDP_trigger_wakeup(void);
 UPNP_API void SSDP_trigger_shutdown(void);
@@ -97,7 +101,8 @@ UPNP_API void SSDP_trigger_shutdown(void);
 
 // Called with each packet, as text, on the thread that received it, and so on
 // several threads at once. The listen threads hand over the sender's address
-// and port, the search threads the local address and the sender's port.
+// and port, the search threads the local address and the sender's port. All
+// arguments are borrowed for the call. The result is ignored.
 typedef int32_t (*SsdpHandler)(const char *packet, HttpServerEntry *server,
                                const char *ip, int32_t port);
 
@@ -111,7 +116,8 @@ UPNP_API int32_t upnp_ssdp_handler_is_registered(SsdpHandler handler);
 // --- Thread entries, one of each per served address -------------------------
 
 // entry is an HttpServerEntry *. The _Impl calls do the work, the others wrap
-// them for upnp_start_thread.
+// them for upnp_start_thread; their result is always 0. A null entry ends at
+// once.
 UPNP_API void   *SSDP_heartbeat(void *entry);
 UPNP_API int32_t SSDP_heartbeat_Impl(HttpServerEntry *entry);
 UPNP_API void   *SSDP_listen(void *entry);

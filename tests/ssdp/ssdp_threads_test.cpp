@@ -235,16 +235,40 @@ TEST_F(Threads, WithIntervalsThreeBurstsFollowAndAWishComesAtOnce)
 
     // A wish that comes before the burst is over is met by it; once the sender
     // waits, a wish brings another one.
-    SSDP_m_search(&entry);
-    if (await_sent(4, std::chrono::seconds(1)).size() < 4) {
+    auto expect_burst = [&] {
         SSDP_m_search(&entry);
-        EXPECT_EQ(await_sent(4).size(), 4u);
+        if (await_sent(4, std::chrono::seconds(1)).size() < 4) {
+            SSDP_m_search(&entry);
+            EXPECT_EQ(await_sent(4).size(), 4u);
+        }
+    };
+    expect_burst();
+
+    // An empty datagram ends the reader. The sender goes on with the socket of
+    // the next one, or has made way for the next one's.
+    for (int round = 0; round < 5; ++round) {
+        sockaddr_in local = {};
+        socklen_t   size = sizeof(local);
+        getsockname(shared::load(entry.msearchSocket),
+                    reinterpret_cast<sockaddr *>(&local), &size);
+        take_sent();
+        really_send("", "127.0.0.1", ntohs(local.sin_port));
+        ASSERT_TRUE(
+            await([&] { return shared::load(entry.msearchSocket) == -1; }));
+        expect_burst();
     }
+    EXPECT_TRUE(await([&] { return count_threads() == threads_before + 2; }));
 
     // Bursts follow each other at once where the interval is a negative one.
     upnp_ssdp_set_msearch_interval(-1);
     SSDP_m_search(&entry);
     EXPECT_GE(await_sent(3 * 4).size(), 3u * 4);
+
+    // A stop ends the sender, and the row tells so.
+    shared::store(entry.generation, shared::load(entry.generation) + 1);
+    upnp_close_socket(&entry.msearchSocket);
+    EXPECT_TRUE(
+        await([&] { return shared::load(entry.msearchSenderActive) == 0; }));
 
     upnp_ssdp_set_msearch_interval(0);
     upnp_ssdp_set_msearch_initial_interval(0);
