@@ -101,11 +101,14 @@ static void move_log_locked(const char *part)
 // Whether old parts are to be removed now.
 static bool rotate_if_due_locked()
 {
-    const char *suffix = strstr(log_name, log_prune::SUFFIX);
+    const char *suffix;
     UpnpString *part;
     bool        is_free;
 
-    if (bytes_written <= MAX_LOG_BYTES || !suffix)
+    if (bytes_written <= MAX_LOG_BYTES)
+        return false;
+    suffix = strstr(log_name, log_prune::SUFFIX);
+    if (!suffix)
         return false;
 
     part = part_name_locked(suffix);

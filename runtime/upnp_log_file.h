@@ -4,7 +4,7 @@
 // whose name holds "-log.txt" rotates: when its size passes 1 MiB the file is
 // renamed, as in "dir/player-2009-03-14-15-09-26-log.txt", and a new one takes
 // its place. The newest five of the "...-log.txt" files beside the log are
-// kept.
+// kept; beside a log whose path has no "/" all are.
 //
 // No failure here ends the program; what cannot be written to the log goes to
 // standard output.
@@ -24,7 +24,8 @@ UPNP_C_BEGIN
 // its descriptor stays open. Returns 1, or 0 with a text on standard output.
 UPNP_API int32_t upnp_log_init(const char *path);
 
-// Closes the log. Later lines go to standard output.
+// Closes the log. Later lines go to standard output. The name stays known, and
+// upnp_log_clear opens the file again.
 UPNP_API void upnp_log_exit(void);
 
 // Writes one finished line, and rotates the log when it is due. A part of the
@@ -35,7 +36,9 @@ UPNP_API void upnp_log_puts(const char *text);
 // Brings what was written to the disk, or flushes standard output.
 UPNP_API void upnp_log_flush(void);
 
-// Empties the log. Its size keeps counting for the next rotation.
+// Empties the log: a new file takes the place of the old one. Its size keeps
+// counting for the next rotation. Lines go to standard output if the new file
+// cannot be made. Does nothing without a name.
 UPNP_API void upnp_log_clear(void);
 
 // The path of the log, or null if it has none. Borrowed: valid until the next

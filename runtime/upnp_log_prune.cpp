@@ -85,6 +85,10 @@ static void remove_old_parts()
     char *undeletable = nullptr;
     bool  has_more = log_prune::copy_state(log_name, &undeletable);
 
+    // The log may be gone by now, and no name would mean the root directory.
+    if (!log_name[0])
+        has_more = false;
+
     memcpy(directory, log_name, sizeof(directory));
     if (char *slash = strrchr(directory, '/'))
         *slash = '\0';
