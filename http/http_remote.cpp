@@ -7,6 +7,7 @@
 #include "runtime/upnp_mem.h"
 #include "runtime/upnp_string.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -27,18 +28,19 @@ static int32_t port_of(const char *base_url)
     return colon ? static_cast<int32_t>(strtol(colon + 1, nullptr, 10)) : 0;
 }
 
-// The value of the Host header, empty if there is none. The byte behind the
-// colon is taken for a blank, whatever it is.
-static std::string_view host_of(const char *header)
+// Finds the value of the Host header, which may be empty; whether there is one.
+// The byte behind the colon is taken for a blank, whatever it is.
+static bool find_host(const char *header, std::string_view &host)
 {
     const char *found = upnp_istrstr(header, "Host:");
 
     if (!found)
-        return {};
+        return false;
     std::string_view line = found;
     line = line.substr(0, line.find("\r\n"));
     size_t start = line.find_first_not_of(' ', strlen("Host: "));
-    return start == line.npos ? std::string_view() : line.substr(start);
+    host = line.substr(std::min(start, line.size()));
+    return true;
 }
 
 static void remember_base_url(std::string_view host)
@@ -84,8 +86,8 @@ void http_remote::recognise_port(HttpRequest &request)
         request.session_required = 1;
         return;
     }
-    std::string_view host = host_of(request.header);
-    if (!host.empty())
+    std::string_view host;
+    if (find_host(request.header, host))
         remember_base_url(host);
 }
 

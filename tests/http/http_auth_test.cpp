@@ -194,7 +194,10 @@ TEST_F(HttpAuth, AsksForCredentialsWhereBothAreSet)
     HTTP_set_dns_and_remote_port(nullptr, 8443);
     EXPECT_EQ(ask("/?RAMSessionID=good", ""), 1) << "without a public name";
     request->session_required = 0;
-    for_each_failing_allocation([&] { HTTP_has_authorization(request.get()); });
+    for_each_failing_allocation([&] {
+        int32_t passes = HTTP_has_authorization(request.get());
+        EXPECT_EQ(passes, allocation_has_failed()) << "memory locks no one out";
+    });
 }
 
 TEST_F(HttpAuth, StoresThePublicName)

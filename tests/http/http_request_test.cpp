@@ -217,6 +217,11 @@ TEST_F(RequestTest, KnowsRequestsFromOutside)
         { "http://h/", 81, "http://h/:81/" },
         { "http://h/?", 81, "http://h/?/" },
     };
+    static const char *const hosts[][2] = {
+        { "Host:  h:1", "http://h:1/" },
+        { "X: none", "http://h:1/" },
+        { "Host: ", "http:///" },
+    };
 
     g_remote_port = 9000;
     EXPECT_TRUE(
@@ -226,10 +231,10 @@ TEST_F(RequestTest, KnowsRequestsFromOutside)
     EXPECT_EQ(seen.request.at_remote_port, 1);
     EXPECT_EQ(seen.request.session_required, 1);
     EXPECT_EQ(g_remote_base_url, nullptr);
-    for (const char *header : { "Host:  h:1", "Host:" }) {
+    for (const auto &[header, base_url] : hosts) {
         exchange("GET /x/auth/ott HTTP/1.1\r\n" + std::string(header));
         EXPECT_EQ(seen.request.session_required, 0);
-        EXPECT_STREQ(g_remote_base_url, "http://h:1/") << header;
+        EXPECT_STREQ(g_remote_base_url, base_url) << header;
     }
 
     server.remoteAccess = g_remote_dns_set = 1;
