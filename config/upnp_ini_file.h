@@ -181,7 +181,9 @@ typedef char *(*IniCodingHook)(const char *value);   // tracked; library frees
 UPNP_API extern IniPredicate cb_is_restricted;
 UPNP_API extern IniPredicate cb_is_encrypted;  // stored for the programs
 
-// Stores the six hooks. encodeValue may be given null and may give null.
+// Stores the six hooks, before any thread is started. They run on the thread of
+// the call that needs them, and may find g_ini_Section held by it. encodeValue
+// may be given null and may give null.
 // upnp_ini_file_get_all_properties asks isRestricted with a row's position in
 // the table; everywhere else it is asked with the key.
 UPNP_API void upnp_ini_set_obfuscation(IniPredicate  isRestricted,

@@ -39,8 +39,9 @@ register_upnp_resource_get_function(UpnpResourceGetFunction function);
 // registered function nor the cache. Null: 0.
 UPNP_API int32_t upnp_resource_exists(const char *name);
 
-// Reads a resource: 1, or 0 if there is none. name is cut at its last "?", in
-// place. It is not checked for "..": a name from the network must be, before.
+// Reads a resource: 1, or 0 if there is none or no memory for it; *data_out is
+// then null. name is cut at its last "?", in place. It is not checked for "..":
+// a name from the network must be, before.
 // *data_out is a tracked block of *size_out bytes and two zero bytes behind
 // them, so that it can be read as text of 8 or 16 bits; caller frees with
 // upnp_free_impl. With null for any argument the others are set to 0.

@@ -4,8 +4,9 @@
 // a loop of its own, always on the same thread. The queries run on any thread;
 // while a restart is under way their answers may be empty.
 //
-// A null or empty text, and a machine without addresses, give 0 or null
-// everywhere. "Plain listener" means one that is not for remote access.
+// A null or empty text, and a machine without addresses, give 0 or null, except
+// that upnp_get_matching_local_server gives its codes. "Plain listener" means
+// one that is not for remote access.
 #ifndef SERVER_UPNP_NIC_H
 #define SERVER_UPNP_NIC_H
 
@@ -19,7 +20,8 @@ UPNP_C_BEGIN
 // Restarts the servers on the calling thread if the addresses have changed;
 // their order does not matter. now is a running clock in seconds, which may
 // wrap. Looks at most once in 30 seconds, and only with the property
-// "nicrestart", unless a check was asked for. Connections under way go on.
+// "nicrestart", unless a check was asked for. Connections under way go on. A
+// restart takes more than a second.
 UPNP_API void check_NIC_change(uint32_t now);
 
 // Asks the next check_NIC_change to look, whatever the clock and the property

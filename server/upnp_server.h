@@ -39,12 +39,15 @@ UPNP_API extern int32_t g_localPort;
 // Opens a listener on each address and starts its threads. state, which may be
 // null, becomes 1; if it is 1 already nothing starts but, for a renderer
 // beside a control point, the heartbeats. Of several addresses in one /24 only
-// the first is served; without any address 127.0.0.1 is.
+// the first is served; without any address 127.0.0.1 is. An address on which no
+// port can be bound is logged as critical, which ends the process unless the
+// program's exit function returns; discovery then runs on it all the same.
 UPNP_API void upnp_server_start(uint32_t *state);
 
 // Closes all listeners and tells the threads to end, without waiting for the
 // connections. state, which may be null, goes through 0xFFFFFFFF to 0; if it
-// is one of the two already nothing happens.
+// is one of the two already nothing happens. Takes 200 ms and more, and waits
+// for the thread that holds the global lock.
 UPNP_API void upnp_server_stop(uint32_t *state);
 
 // Starts the heartbeats of servers that run without any.
@@ -76,7 +79,8 @@ UPNP_API void server_set_cp_callback(void (*callback)(void));
 
 // Slots for a module that protects content. Null, as at load, for none.
 
-// The servers start: 0 for success; a failure is logged and ignored.
+// The servers start: 0 for success. A failure is logged as critical, which ends
+// the process; if the program's exit function returns, the start goes on.
 typedef int32_t (*DtcpStart)(void);
 // An address is about to be served, also one that is then skipped.
 typedef void (*DtcpAddress)(const char *ip);
