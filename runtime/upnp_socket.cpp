@@ -3,6 +3,7 @@
 #include "runtime/upnp_socket.h"
 
 #include "runtime/upnp_log.h"
+#include "runtime/upnp_mem.h"
 #include "runtime/upnp_shared.h"
 #include "runtime/upnp_thread.h"
 
@@ -17,6 +18,11 @@
 
 static constexpr int     LISTEN_BACKLOG = 128;
 static constexpr int32_t RETRY_PAUSE_MS = 50;
+
+// Room for a host's addresses: at first, and for all that one answer of the
+// domain name system can hold (65,535 bytes; RFC 1035, 4.2.2).
+static constexpr uint32_t LOOKUP_BYTES = 2048;
+static constexpr uint32_t MAX_LOOKUP_BYTES = 1 << 20;
 
 // An unreadable or missing text is the broadcast address, as for inet_addr.
 static sockaddr_in make_address(const char *ip, uint16_t port)
@@ -41,19 +47,40 @@ static void put_address(char *ip_out, in_addr address)
     inet_ntop(AF_INET, &address, ip_out, UPNP_IP_SIZE);
 }
 
+// Takes the first address in the resolver's own order; getaddrinfo would sort
+// them by how near they are. The answer is built in a block of size bytes.
+// 0 for success, ERANGE when the block is too small.
+static int look_up_in(char *block, uint32_t size, const char *name,
+                      in_addr *address)
+{
+    hostent  entry;
+    hostent *host = nullptr;
+    int      host_error;
+    int      error = gethostbyname2_r(name, AF_INET, &entry, block, size, &host,
+                                      &host_error);
+
+    if (error != 0)
+        return error;
+    if (!host || !host->h_addr_list[0])
+        return ENOENT;
+    memcpy(address, host->h_addr_list[0], sizeof(*address));
+    return 0;
+}
+
 static bool look_up(const char *name, in_addr *address)
 {
-    addrinfo  hints = {};
-    addrinfo *found = nullptr;
+    char room[LOOKUP_BYTES];
+    int  error = name ? look_up_in(room, sizeof(room), name, address) : ENOENT;
 
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    if (!name || getaddrinfo(name, nullptr, &hints, &found) != 0)
-        return false;
-
-    *address = reinterpret_cast<sockaddr_in *>(found->ai_addr)->sin_addr;
-    freeaddrinfo(found);
-    return true;
+    for (uint32_t size = 2 * LOOKUP_BYTES;
+         error == ERANGE && size <= MAX_LOOKUP_BYTES; size *= 2) {
+        char *block = static_cast<char *>(upnp_malloc_impl(size));
+        if (!block)
+            break;
+        error = look_up_in(block, size, name, address);
+        upnp_free_impl(block);
+    }
+    return error == 0;
 }
 
 // No socket reaches a child process.

@@ -1,7 +1,8 @@
 // upnp_socket.h - thin wrappers of IPv4 sockets, with the library's retries.
 //
 // Addresses are dotted-quad texts, in buffers of UPNP_IP_SIZE bytes when they
-// come out; ports are in host order unless said otherwise. A failure is the
+// come out; ports are in host order unless said otherwise. An address that goes
+// in and is null or unreadable counts as 255.255.255.255. A failure is the
 // value of the system call, mostly -1, with errno as the call left it.
 // Threads: no state is kept.
 #ifndef RUNTIME_UPNP_SOCKET_H
@@ -14,7 +15,8 @@ UPNP_C_BEGIN
 
 #define UPNP_IP_SIZE 17  // bytes for one address text and its NUL
 
-// New stream or datagram socket; -1 on failure. Caller closes it.
+// New stream or datagram socket, which child programs do not inherit; -1 on
+// failure. Caller closes it.
 UPNP_API int32_t upnp_socket_create_tcp(void);
 UPNP_API int32_t upnp_socket_create_udp(void);
 
@@ -23,7 +25,8 @@ UPNP_API int32_t upnp_socket_bind(int32_t fd, const char *ip, uint16_t port);
 UPNP_API int32_t upnp_socket_connect(int32_t fd, const char *ip, uint16_t port);
 UPNP_API int32_t upnp_socket_listen(int32_t fd);
 
-// The next connection, whose peer is not asked for; -1 on failure.
+// The next connection, whose peer is not asked for; child programs do not
+// inherit it. -1 on failure. Caller closes it.
 UPNP_API int32_t upnp_socket_accept(int32_t fd);
 
 // Shuts the socket down both ways, closes it and stores -1 in *fd. Does
@@ -35,7 +38,8 @@ UPNP_API void upnp_close_socket(int32_t *fd);
 UPNP_API int32_t upnp_recv(int32_t fd, void *buffer, uint32_t length,
                            int32_t flags);
 
-// Sends all length bytes, waiting while the socket is full, without SIGPIPE.
+// Sends all length bytes, none below 1, waiting while the socket is full,
+// without SIGPIPE.
 // Returns -1 on failure, else the value of the last send, which is not the
 // total: test for -1 only.
 UPNP_API int32_t upnp_send(int32_t fd, const void *data, int64_t length);
@@ -57,16 +61,17 @@ UPNP_API const char *upnp_inet_ntoa(uint32_t address, char *out, uint32_t size);
 // gethostname: 0, or -1 on failure.
 UPNP_API int32_t upnp_gethostname(char *buffer, uint32_t size);
 
-// Writes the first IPv4 address of a host into ip_out (17 bytes). An unknown
-// or null name gives "127.0.0.1" and a warning. With a null ip_out nothing is
-// written.
+// Writes the first IPv4 address of a host into ip_out (17 bytes). A null name
+// or one that cannot be looked up gives "127.0.0.1" and a warning. With a null
+// ip_out nothing is written.
 UPNP_API void upnp_gethostbyname(const char *name, char *ip_out);
 
 // The text of errno. Borrowed: valid until the thread's next such call.
 UPNP_API const char *getLastSocketError(void);
 
 // Writes the peer's address (17 bytes) and its port, the latter in NETWORK
-// byte order, widened. Does nothing for a descriptor of 0 or a null pointer.
+// byte order, widened; "0.0.0.0" and 0 if there is no peer. Does nothing for a
+// descriptor of 0 or a null pointer.
 UPNP_API void upnp_util_get_peername(int32_t fd, char *ip_out,
                                      int32_t *port_out);
 

@@ -9,7 +9,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sched.h>
+#include <string.h>
 #include <string>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <thread>
@@ -156,6 +159,35 @@ TEST(Names, UnknownHostsAreThisOne)
               }),
               log + end + log + too_long + end);
     EXPECT_STREQ(ip, "127.0.0.1");
+}
+
+// True when the thread could get a hosts file of its own.
+static bool look_up_in_own_hosts(char *ip)
+{
+    static constexpr char lines[] = "10.9.9.9 twice\n127.0.0.5 twice\n";
+    char                  path[] = "/tmp/qm-hosts-XXXXXX";
+    int                   file = mkstemp(path);
+    bool                  done =
+        write(file, lines, strlen(lines)) != -1 && unshare(CLONE_NEWNS) == 0 &&
+        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+        mount(path, "/etc/hosts", nullptr, MS_BIND, nullptr) == 0;
+
+    if (done)
+        upnp_gethostbyname("twice", ip);
+    close(file);
+    unlink(path);
+    return done;
+}
+
+TEST(Names, OfSeveralAddressesTheFirstListedCounts)
+{
+    char ip[UPNP_IP_SIZE];
+    bool is_checked = false;
+
+    std::thread([&] { is_checked = look_up_in_own_hosts(ip); }).join();
+    if (!is_checked)
+        GTEST_SKIP() << "may not mount a hosts file of its own";
+    EXPECT_STREQ(ip, "10.9.9.9") << "not the nearest one";
 }
 
 template <typename Value> static Value option(int fd, int level, int name)
