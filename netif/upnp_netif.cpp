@@ -20,6 +20,9 @@ static constexpr int32_t MAX_NAMED_INTERFACES = 8;
 
 static constexpr int32_t IFREQ_BYTES = sizeof(struct ifreq);
 
+// As many entries as callers ask for need no heap.
+static constexpr int32_t STACK_ENTRIES = 64;
+
 static int32_t count_entries(int32_t bytes)
 {
     return bytes / IFREQ_BYTES;
@@ -68,9 +71,11 @@ static bool take_if_up(const struct ifreq &entry, char *row)
 void upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
                          int32_t maxCount, const char *fixedIp)
 {
-    struct ifreq *entries;
-    int32_t       bytes;
-    int32_t       entry_count;
+    std::array<struct ifreq, STACK_ENTRIES> few;
+    struct ifreq                           *many = nullptr;
+    struct ifreq                           *entries = few.data();
+    int32_t                                 bytes;
+    int32_t                                 entry_count;
 
     if (!count || !table)
         return;
@@ -85,10 +90,13 @@ void upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
     }
 
     bytes = std::min(maxCount, INT32_MAX / IFREQ_BYTES) * IFREQ_BYTES;
-    entries = static_cast<struct ifreq *>(
-        upnp_malloc_impl(static_cast<uint32_t>(bytes)));
-    if (!entries)
-        return;
+    if (maxCount > STACK_ENTRIES) {
+        many = static_cast<struct ifreq *>(
+            upnp_malloc_impl(static_cast<uint32_t>(bytes)));
+        if (!many)
+            return;
+        entries = many;
+    }
 
     entry_count = get_interface_addresses(entries, bytes);
     if (entry_count < 0)
@@ -98,7 +106,8 @@ void upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
 
     for (int32_t i = 0; i < entry_count && *count < maxCount; ++i)
         *count += take_if_up(entries[i], table[*count]);
-    upnp_free_impl(entries);
+    if (many)
+        upnp_free_impl(many);
 }
 
 int32_t get_interface_addresses(struct ifreq *ifreqArray, int32_t byteSize)

@@ -20,13 +20,15 @@ struct ifreq;
 // Fills table, maxCount rows of 17 bytes, with the addresses of the interfaces
 // that are up, in the system's order, loopback included, and *count with their
 // number. A fixedIp that is not empty is the one row instead, unchecked and
-// cut to 16 characters. Does nothing for a null count or table.
+// cut to 16 characters. Does nothing for a null count or table. If the system
+// cannot be asked *count is 0 and a critical message is logged, which ends the
+// process.
 UPNP_API void upnp_get_interfaces(int32_t *count, char (*table)[UPNP_IP_SIZE],
                                   int32_t maxCount, const char *fixedIp);
 
 // Fills an array of byteSize bytes with the system's interface records, the
 // flags of each laid over the start of its address part (ifr_flags), and
-// returns their number, -1 on failure.
+// returns their number, -1 on failure and for null.
 UPNP_API int32_t get_interface_addresses(struct ifreq *ifreqArray,
                                          int32_t       byteSize);
 
@@ -45,7 +47,9 @@ UPNP_API char *get_mac_address(const char *interfaceName, char *textOut,
 UPNP_API int32_t upnp_get_mac(uint8_t *macOut);
 
 // MAC text (18 bytes) of a peer on the local network, from the kernel's ARP
-// table: 1, or 0 after five attempts of 100 ms each.
+// table: 1, or 0 after five attempts of 100 ms each, also for a null argument.
+// The text is empty then for "" and "127.0.0.1"; else it is as it was, or that
+// of no MAC.
 UPNP_API int32_t GetMACaddress(const char *ip, char *textOut);
 
 UPNP_C_END

@@ -2,6 +2,7 @@
 
 #include "netif/upnp_netif.h"
 
+#include "support/failing_heap.h"
 #include "support/log_lines.h"
 
 #include <algorithm>
@@ -179,6 +180,11 @@ static bool check_own_network()
     EXPECT_EQ(get_hwinterface(name, sizeof(name), 5), 1);
     EXPECT_STREQ(name, "lo:5");
     EXPECT_EQ(get_hwinterface(name, sizeof(name), 6), 0);
+
+    fail_allocation_after(0);
+    upnp_get_interfaces(&count, table, 8, nullptr);
+    fail_allocation_after(-1);
+    EXPECT_EQ(count, 6) << "no heap needed";
 
     bool has_tap = network.add_tap();
     EXPECT_EQ(upnp_get_mac(mac), -1) << "lo has none, its five hide others";
