@@ -49,8 +49,9 @@ UPNP_API extern CriticalSection g_log_Section;
 
 // Logs one message. function is the caller's name and may be null; a null
 // format is replaced. A message that does not pass the filter costs nothing
-// more than the filter. Level 5 runs the critical error handler and then
-// upnp_log_shutdown_on_critical_error, also when memory is out.
+// more than the filter. Level 5 goes to standard output too, then runs the
+// critical error handler and upnp_log_shutdown_on_critical_error, also when
+// memory is out.
 UPNP_API void upnp_log_impl(uint32_t level, uint32_t source,
                             const char *function, const char *format, ...)
     UPNP_PRINTF(4, 5);

@@ -27,14 +27,15 @@ typedef struct UpnpString {
 
 // --- Records ---------------------------------------------------------------
 
-// A new record with capacity bytes that holds text, which may be null.
+// A new record that holds text, which may be null, in capacity bytes, or more
+// if the text needs more. The bytes behind the text are 0.
 UPNP_API UpnpString *upnp_string_create(const char *text, uint32_t capacity);
 
 // Appends text; a null text appends nothing. A new record gets 256 bytes to
 // spare; a full one doubles.
 UPNP_API UpnpString *upnp_string_concat(UpnpString *str, const char *text);
 
-// Appends n bytes, which may hold NUL.
+// Appends n bytes, which may hold NUL; null bytes append nothing.
 UPNP_API UpnpString *upnp_string_add(UpnpString *str, const void *bytes,
                                      uint32_t n);
 

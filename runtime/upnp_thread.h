@@ -14,7 +14,8 @@ typedef void *(*UpnpThreadFunction)(void *arg);
 UPNP_API void Sleep(int32_t ms);
 
 // Starts a thread that runs fn(arg) and returns its id, a pthread_t, or 0 if
-// none could be started. The stack has the size of the property "stack_size".
+// none could be started. The stack has the size of the property "stack_size",
+// 196,608 bytes at least; a property of 0 leaves the platform's default.
 // priority (3 to 7; anything else counts as 5) picks the scheduling priority
 // asked for, which Linux ignores under SCHED_OTHER.
 //
