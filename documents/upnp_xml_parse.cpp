@@ -124,7 +124,7 @@ static bool read_children(Parse *parse, XmlNode *node, const char *open,
     XmlNode **link = &node->children;
 
     while (open[1] != '/') {
-        if (open[1] == '!') {
+        if (open[1] == '!' && open != parse->childless) {
             const char *tag = xml::find_tag(open);
             if (tag) {
                 open = tag;

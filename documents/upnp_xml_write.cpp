@@ -23,7 +23,7 @@ struct Writer {
     Form        form;
     bool        pretty;
     UpnpString *text;     // null once memory has run out
-    UpnpString *escaped;  // one value at a time, for the compliant form
+    UpnpString *escaped;  // one value at a time; null but in the compliant form
 };
 }
 
@@ -204,9 +204,10 @@ static UpnpString *write(Form form, const XmlNode *node, int32_t pretty,
         return nullptr;
 
     Writer writer = { form, pretty != 0, nullptr, nullptr };
-    writer.escaped = upnp_string_create(nullptr, FIRST_CAPACITY);
-    if (writer.escaped)
-        writer.text = upnp_string_create(nullptr, FIRST_CAPACITY);
+
+    writer.text = upnp_string_create(nullptr, FIRST_CAPACITY);
+    if (form == COMPLIANT)
+        writer.escaped = upnp_string_create(nullptr, FIRST_CAPACITY);
     put_nodes(&writer, node, 0, single != 0);
 
     upnp_string_free(writer.escaped);
