@@ -209,11 +209,13 @@ UPNP_API uint32_t upnp_wpl_create_playlist_from_file(const char *path,
 
 // Writes the playlist to its file: that of its path, else a new one in
 // directory, named after the title with "#" for blanks and for / \ ? : and *.
-// A file that exists is replaced only for source WPL_SOURCE_CDS, and never when
-// it is the playlist's orig_filename. UPNP_WPL_OUT_OF_MEMORY if no name could
-// be made of the title, as when there is none. A write that the disk refuses is
-// not reported. out_path, which may be null, receives the path on success,
-// unless memory did not suffice to make one.
+// A path once made is kept, also when the rest fails. A file that exists is
+// replaced only for source WPL_SOURCE_CDS, and never when it is the playlist's
+// orig_filename. A playlist without a title, but with a path, writes an empty
+// file. UPNP_WPL_OUT_OF_MEMORY if no name could be made of the title, as when
+// there is neither title nor path. A write that the disk refuses is not
+// reported. out_path, which may be null, receives the path on success, unless
+// memory did not suffice to make one.
 UPNP_API uint32_t upnp_wpl_flush(uint32_t id, const char *directory,
                                  char **out_path);
 
