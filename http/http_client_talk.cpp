@@ -7,11 +7,11 @@
 #include "http/http_client_parts.h"
 #include "runtime/upnp_log.h"
 #include "runtime/upnp_mem.h"
-#include "runtime/upnp_number.h"
 #include "runtime/upnp_socket.h"
 
 #include <ctype.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <utility>
 
@@ -64,7 +64,7 @@ int32_t HTTP_parse_header_response(const char *head)
     static constexpr int32_t NO_STATUS = 500;
     const char              *blank = head ? strchr(head, ' ') : nullptr;
 
-    return blank ? static_cast<int32_t>(upnp_atoui(blank + 1)) : NO_STATUS;
+    return blank ? static_cast<int32_t>(strtol(blank, nullptr, 10)) : NO_STATUS;
 }
 
 // --- Talking ----------------------------------------------------------------

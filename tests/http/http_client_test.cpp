@@ -481,8 +481,9 @@ TEST(HeaderResponse, IsTheNumberBehindTheFirstBlank)
         const char *head;
         int32_t     status;
     } cases[] = {
-        { nullptr, 500 }, { "", 500 },           { "HTTP/1.1", 500 },
-        { " 204", 204 },  { "ICY 200 OK", 200 }, { "HTTP/1.1 x", 0 },
+        { nullptr, 500 },         { "", 500 },           { "HTTP/1.1", 500 },
+        { " 204", 204 },          { "ICY 200 OK", 200 }, { "HTTP/1.1 x", 0 },
+        { "HTTP/1.1  206", 206 },
     };
     for (const auto &c : cases)
         EXPECT_EQ(HTTP_parse_header_response(c.head), c.status);
