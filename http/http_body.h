@@ -28,9 +28,9 @@ UPNP_C_BEGIN
 // not read. A Content-Length is taken modulo 2^32; 0 and what is then negative
 // count as no length. An announced size costs memory only as far as it comes.
 //
-// A body that the peer cuts off is returned as far as it came. Null without a
-// body, for a null head and when out of memory. Caller frees with
-// upnp_string_free.
+// A body that the peer cuts off is returned as far as it came: an announced
+// one of which nothing came is an empty record, no null. Null without a body,
+// for a null head and when out of memory. Caller frees with upnp_string_free.
 UPNP_API UpnpString *http_read_body(int32_t socket, char *header,
                                     int32_t strict);
 

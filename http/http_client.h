@@ -105,8 +105,8 @@ UPNP_API UpnpString *HTTP_soap_action(const char *base_url, const char *path,
 
 // Posts length bytes of text/xml; headers, which may be null, is more header
 // lines. 1 if the request went out and a head came back, whatever its status;
-// else 0, also for a url without a "/" behind its host. The head is cut to
-// 1023 bytes.
+// else 0, also for a url without a "/" behind its host, a negative length, and
+// a null body with a length. The head is cut to 1023 bytes.
 //
 // *answer and *answer_length get the body and its bytes without the NUL behind
 // them, and stay as they were if there is none; both may be null. Caller frees
@@ -133,8 +133,8 @@ UPNP_API int32_t HTTP_post_file(const char *url, const char *headers,
                                 const char *path, const char *extra,
                                 UpnpString **answer);
 
-// The status of a response head: the number behind its first blank. 500 for a
-// null or empty head and for one without a blank.
+// The status of a response head: the number behind its first blank, 0 if there
+// is none. 500 for a null or empty head and for one without a blank.
 UPNP_API int32_t HTTP_parse_header_response(const char *head);
 
 UPNP_C_END

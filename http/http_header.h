@@ -32,10 +32,11 @@ UPNP_API int32_t HTTP_send_header(HttpRequest *request, int32_t status);
 // fit in response_headers is cut at 8191 bytes. Null arguments do nothing.
 UPNP_API void HTTP_add_header(HttpRequest *request, const char *lines);
 
-// Adds "EXT:" and "SERVER: product" (UPnP Device Architecture, 3.2.3).
+// Adds "EXT:" and "SERVER: product" (UPnP Device Architecture, 3.2.3). A null
+// request: nothing.
 UPNP_API void HTTP_set_server_info(HttpRequest *request);
 
-// Adds the lines that keep the response out of caches.
+// Adds the lines that keep the response out of caches. A null request: nothing.
 UPNP_API void HTTP_set_no_cache(HttpRequest *request);
 
 // The line "Content-Language: tag\r\n" or "Accept-Language: tag\r\n" for a

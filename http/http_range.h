@@ -40,7 +40,8 @@ UPNP_API void HTTP_get_range_header(HttpRequest *request);
 UPNP_API int32_t HTTP_parse_time_range(const char *text, int32_t *clock_format);
 
 // Writes "1:2:3.500". Hours wrap at 60 like minutes: 60 hours become 0.
-// Returns the length of the text, also when size cuts it.
+// Returns the length of the text, also when size cuts it; a size of 0 writes
+// nothing.
 UPNP_API int32_t upnp_range_to_string(int64_t ms, char *out, uint32_t size);
 
 UPNP_C_END
