@@ -16,7 +16,8 @@ static int64_t add(int64_t a, int64_t b)
                                 static_cast<uint64_t>(b));
 }
 
-// The descriptor is -1 if the part cannot be opened; reads then fail.
+// The descriptor is -1 if the part cannot be opened; reads and seeks then fail
+// until another part has been the current one.
 static void open_part(UpnpFile *file, UpnpFileSegment *part)
 {
     if (file->fd != -1)
@@ -113,7 +114,7 @@ int64_t upnp_mediafile_seek(UpnpFile *file, int64_t offset, int32_t whence)
     if (!part)
         return -1;
 
-    if (part != file->currentSegment || file->fd == -1)
+    if (part != file->currentSegment)
         open_part(file, part);
     if (upnp_file_seek(file, add(target, -start), SEEK_SET) == -1)
         return -1;

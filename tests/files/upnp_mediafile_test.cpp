@@ -129,5 +129,10 @@ TEST_F(MediaFile, AChainReadsAsOne)
     EXPECT_EQ(upnp_mediafile_seek(file, 6, SEEK_SET), 6);
     EXPECT_EQ(read(file, 3), "67");
     EXPECT_EQ(file->fd, -1) << "the next part cannot be opened";
+    put("none", "89");
+    EXPECT_EQ(upnp_mediafile_seek(file, 9, SEEK_SET), -1) << "not tried again";
+    EXPECT_EQ(upnp_mediafile_seek(file, 0, SEEK_SET), 0);
+    EXPECT_EQ(upnp_mediafile_seek(file, 9, SEEK_SET), 9);
+    EXPECT_EQ(read(file, 3), "9");
     upnp_file_close(file);
 }
