@@ -67,15 +67,6 @@ static pid_t wait_for(pid_t pid, int *status, int options)
     return result;
 }
 
-static void reap_dying()
-{
-    for (std::atomic<pid_t> &slot : dying_pids) {
-        pid_t pid = slot.exchange(0);
-        if (pid != 0 && wait_for(pid, nullptr, WNOHANG) == 0)
-            slot = pid;
-    }
-}
-
 // Reaps a killed child, or leaves that to the next call that reaps.
 static void reap_later(pid_t pid)
 {
@@ -85,6 +76,16 @@ static void reap_later(pid_t pid)
         pid_t none = 0;
         if (slot.compare_exchange_strong(none, pid))
             return;
+    }
+}
+
+// A child leaves its slot while it is asked for, so that no two threads wait
+// for it. It goes back to any free slot: its own may be taken by then.
+static void reap_dying()
+{
+    for (std::atomic<pid_t> &slot : dying_pids) {
+        if (pid_t pid = slot.exchange(0))
+            reap_later(pid);
     }
 }
 

@@ -72,7 +72,8 @@ static char *make_udn(Udn &udn, int32_t instance)
                  maker[6], maker[7], maker[8], path_sum(), mac[0], mac[1],
                  mac[2], mac[3], mac[4], mac[5]);
         udn.text[ROLE_AT] = udn.role;
-        udn.text[INSTANCE_AT] = static_cast<char>('0' + instance);
+        udn.text[INSTANCE_AT] =
+            static_cast<char>('0' + static_cast<uint8_t>(instance));
     }
     LeaveCriticalSection(&udn_lock);
     return udn.text;
