@@ -9,6 +9,7 @@
 #include "runtime/upnp_socket.h"
 #include "runtime/upnp_watchdog_owner.h"
 
+#include <fcntl.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -98,10 +99,11 @@ static bool find_endpoint(const char *url, Endpoint *endpoint)
 
 // Connects under the watchdog. It gets a descriptor of its own: the number of
 // one that it closes may at once be another thread's, while ours stays ours.
+// Child programs inherit neither of the two.
 static bool connect_in_time(int32_t socket, const Endpoint &to, int32_t ms)
 {
     bool           closed = false;
-    int32_t        watched = dup(socket);
+    int32_t        watched = fcntl(socket, F_DUPFD_CLOEXEC, 0);
     SocketTimeout *watch =
         watchdog::enforce(static_cast<uint32_t>(ms), watched, &closed);
     int32_t failed = upnp_socket_connect(socket, to.ip, to.port) != 0;

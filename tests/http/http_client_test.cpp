@@ -13,8 +13,10 @@
 
 #include <arpa/inet.h>
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <string>
@@ -124,6 +126,15 @@ std::string take(UpnpString *text)
         text ? std::string(text->buffer, text->length) : "(none)";
     upnp_string_free(text);
     return copy;
+}
+
+// Descriptors that a child program would inherit.
+size_t inherited()
+{
+    size_t count = 0;
+    for (const auto &name : WorkFolder::names("/proc/self/fd"))
+        count += fcntl(std::stoi(name), F_GETFD) == 0;
+    return count;
 }
 
 // Whether a text is in what a call logs.
@@ -278,7 +289,7 @@ TEST_F(Client, OpenSaysWhyItFails)
 }
 
 // A listener whose queue is full answers no connect.
-TEST_F(Client, HangingConnectEndsAtItsTime)
+TEST_F(Client, HangingConnectEndsAtItsTimeAndIsNotInherited)
 {
     Listener listener(0);
     int32_t  in_queue = HTTP_open(listener.url("/").c_str());
@@ -287,8 +298,15 @@ TEST_F(Client, HangingConnectEndsAtItsTime)
     EXPECT_EQ(old, 30);
     server::create_global_lock();
     shared::store(g_server_running, 1);
-    auto start = steady_clock::now();
-    EXPECT_EQ(HTTP_open(listener.url("/").c_str()), -1);
+    std::string url = listener.url("/");
+    size_t      before = inherited();
+    auto        start = steady_clock::now();
+    auto        opened = std::async(std::launch::async, HTTP_open, url.c_str());
+    while (names("/proc/self/fd").size() < fds + 4 &&  // two for the connect
+           opened.wait_for(0s) != std::future_status::ready)
+        std::this_thread::yield();
+    EXPECT_EQ(inherited(), before);
+    EXPECT_EQ(opened.get(), -1);
     EXPECT_LT(steady_clock::now() - start, 1300ms);
     EXPECT_GT(steady_clock::now() - start, 900ms);
     shared::store(g_server_running, 0);
